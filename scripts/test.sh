@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs the whole test suite: the
+# Release tree under Xvfb, then a sanitizer tree (AddressSanitizer and
+# UndefinedBehaviorSanitizer) for the engine's tests and the fuzzing of the
+# project file readers.
+set -euo pipefail
+
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+BUILD="${VELDA_BUILD_DIR:-$ROOT/build}"
+JOBS="$(nproc)"
+
+bash "$ROOT/scripts/install-deps.sh"
+
+cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release
+cmake --build "$BUILD" -j "$JOBS"
+
+cmake -S "$ROOT" -B "$BUILD-asan" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELDA_SANITIZE=ON -DVELDA_BUILD_BENCH=OFF
+cmake --build "$BUILD-asan" -j "$JOBS"
+
+XVFB=(xvfb-run -a -s "-screen 0 1280x800x24")
+
+echo "== Release tests (under Xvfb)"
+"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE fuzz
+
+echo "== Sanitizer tests"
+# GL tests stay in the Release tree: the GL driver's own allocations are not ours to judge.
+export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:strict_string_checks=1"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+"${XVFB[@]}" ctest --test-dir "$BUILD-asan" --output-on-failure -j "$JOBS" -LE gl
