@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace Velda {
+
+// Reads a whole file. The pointer comes from new[] (release with delete[]),
+// is never null, and holds a zero byte behind the data. A file that cannot be
+// read gives size 0.
+std::pair<char*, size_t> readFile(const std::string& path);
+
+// Writes a buffer to a file in binary mode, replacing former content. Returns
+// false when the file could not be written whole.
+bool writeFile(const std::string& path, const void* data, size_t size);
+
+// The same for the bytes of a string.
+bool writeTextFile(const std::string& path, const std::string& text);
+
+} // namespace Velda
