@@ -1,0 +1,25 @@
+#include "scene/DctLight.h"
+
+#include "formats/TextHelpers.h"
+
+namespace Velda {
+
+std::string DctLight::getStateText()
+{
+    // Tested before the base call, which clears the flag.
+    if (!textDirty_ && !inverseDirty_ && !normalDirty_)
+        return text_;
+    const std::string base = Light::getStateText();
+    text_ = base + "-" + floatToText(direction_.x) + "-" + floatToText(direction_.y) + "-" +
+            floatToText(direction_.z);
+    textDirty_ = false;
+    return text_;
+}
+
+void DctLight::setDirection(float x, float y, float z)
+{
+    direction_ = {x, y, z};
+    textDirty_ = true;
+}
+
+} // namespace Velda

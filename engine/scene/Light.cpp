@@ -1,0 +1,44 @@
+#include "scene/Light.h"
+
+#include "formats/TextHelpers.h"
+
+namespace Velda {
+
+void Light::collectRenderItems(RenderList&) {}
+
+bool Light::setCastShadow(bool cast)
+{
+    const bool result = Object3D::setCastShadow(cast);
+    textDirty_ = true;
+    return result;
+}
+
+std::string Light::getStateText()
+{
+    if (!textDirty_ && !inverseDirty_ && !normalDirty_ && !positionDirty_)
+        return text_;
+    text_ = floatToText(color_.x) + "-" + floatToText(color_.y) + "-" + floatToText(color_.z) + "-" +
+            floatToText(intensity_) + "-" + (castShadow_ ? "1" : "0");
+    textDirty_ = false;
+    return text_;
+}
+
+bool Light::setTextDirty(bool dirty)
+{
+    textDirty_ = dirty;
+    return dirty;
+}
+
+void Light::setColor(float r, float g, float b)
+{
+    color_ = {r, g, b};
+    textDirty_ = true;
+}
+
+void Light::setIntensity(float intensity)
+{
+    intensity_ = intensity;
+    textDirty_ = true;
+}
+
+} // namespace Velda
