@@ -1,0 +1,16 @@
+# Fails when a file of the engine includes a Qt header: the engine builds and
+# is tested without a window.
+file(GLOB_RECURSE sources "${ENGINE_DIR}/*.h" "${ENGINE_DIR}/*.hpp" "${ENGINE_DIR}/*.cpp" "${ENGINE_DIR}/*.cc")
+set(offenders "")
+foreach(f IN LISTS sources)
+  file(STRINGS "${f}" hits REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"](Qt[A-Za-z]*/|Q[A-Z][A-Za-z]*[>\"])")
+  if(hits)
+    list(APPEND offenders "${f}: ${hits}")
+  endif()
+endforeach()
+if(offenders)
+  string(REPLACE ";" "\n" offenders "${offenders}")
+  message(FATAL_ERROR "engine files include Qt headers:\n${offenders}")
+endif()
+list(LENGTH sources n)
+message(STATUS "engine is free of Qt: ${n} files checked")

@@ -1,0 +1,113 @@
+#include "render/MultisampleCount.h"
+
+#include "GLHarness.h"
+#include "GlslValidator.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using VeldaTest::GLTest;
+using VeldaTest::ShaderStage;
+using VeldaTest::validateGlsl120;
+
+namespace {
+
+// Scoped GL names for the test; the renderer brings its own wrappers.
+struct Texture {
+    GLuint name = 0;
+    Texture() { glGenTextures(1, &name); }
+    ~Texture() { glDeleteTextures(1, &name); }
+};
+struct Framebuffer {
+    GLuint name = 0;
+    Framebuffer() { glGenFramebuffers(1, &name); }
+    ~Framebuffer() { glDeleteFramebuffers(1, &name); }
+};
+
+} // namespace
+
+TEST(MultisampleCount, ClampsToTheSmallestLimit)
+{
+    EXPECT_EQ(Velda::clampSampleCount(8, 4, 8, 8), 4);
+    EXPECT_EQ(Velda::clampSampleCount(8, 16, 8, 2), 2);
+    EXPECT_EQ(Velda::clampSampleCount(8, 32, 32, 32), 8);
+    EXPECT_EQ(Velda::clampSampleCount(8, 0, 0, 0), 8);
+    EXPECT_EQ(Velda::clampSampleCount(0, 4, 4, 4), 1);
+}
+
+TEST_F(GLTest, FloatMultisampleTargetResolvesExactly)
+{
+    EXPECT_NE(context_->version().find("Compatibility"), std::string::npos) << context_->version();
+    const int samples = Velda::multisampleCount();
+    GLint maxSamples = 0;
+    glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+    EXPECT_GE(samples, 1);
+    EXPECT_LE(samples, maxSamples);
+
+    const int w = 32, h = 16;
+    Texture multi;
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multi.name);
+    glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, samples, GL_RGBA16F, w, h, GL_TRUE);
+    Framebuffer drawTarget;
+    glBindFramebuffer(GL_FRAMEBUFFER, drawTarget.name);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE, multi.name, 0);
+    ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
+    GLint gotSamples = 0;
+    glGetIntegerv(GL_SAMPLES, &gotSamples);
+    EXPECT_EQ(gotSamples, samples);
+
+    glViewport(0, 0, w, h);
+    glClearColor(2.5f, 1.5f, 0.25f, 3.0f);  // above 1: the target must not clamp
+    glClear(GL_COLOR_BUFFER_BIT);
+
+    Texture resolved;
+    glBindTexture(GL_TEXTURE_2D, resolved.name);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA16F, w, h, 0, GL_RGBA, GL_FLOAT, nullptr);
+    Framebuffer readTarget;
+    glBindFramebuffer(GL_FRAMEBUFFER, readTarget.name);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, resolved.name, 0);
+    ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
+
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, drawTarget.name);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, readTarget.name);
+    glBlitFramebuffer(0, 0, w, h, 0, 0, w, h, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, readTarget.name);
+    std::vector<float> pixels(static_cast<size_t>(w * h * 4), -1.0f);
+    glReadPixels(0, 0, w, h, GL_RGBA, GL_FLOAT, pixels.data());
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    for (size_t i = 0; i < pixels.size(); i += 4) {
+        ASSERT_EQ(pixels[i], 2.5f) << "pixel " << i / 4;
+        ASSERT_EQ(pixels[i + 1], 1.5f);
+        ASSERT_EQ(pixels[i + 2], 0.25f);
+        ASSERT_EQ(pixels[i + 3], 3.0f);
+    }
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+TEST(GlslValidator, StrictVersion120)
+{
+    const std::string good =
+        "uniform sampler2D u_Tex0;\n"
+        "varying vec2 v_UV0;\n"
+        "const float k[2] = float[2](0.5, 2.0);\n"
+        "void main() { gl_FragColor = texture2D(u_Tex0, v_UV0) * k[0]; }\n";
+    const VeldaTest::GlslCheck ok = validateGlsl120(good, ShaderStage::Fragment);
+    EXPECT_TRUE(ok.ok) << ok.log;
+
+    const VeldaTest::GlslCheck suffix =
+        validateGlsl120("void main() { gl_FragColor = vec4(1.0f); }\n", ShaderStage::Fragment);
+    EXPECT_FALSE(suffix.ok);
+    EXPECT_NE(suffix.log.find("f suffix"), std::string::npos);
+
+    const VeldaTest::GlslCheck uniformArray = validateGlsl120(
+        "uniform float w[2] = float[2](1.0, 2.0);\nvoid main() { gl_FragColor = vec4(w[0]); }\n",
+        ShaderStage::Fragment);
+    EXPECT_FALSE(uniformArray.ok);
+
+    const VeldaTest::GlslCheck broken =
+        validateGlsl120("attribute vec3 a_Vertex;\nvoid main() { gl_Position = a_Vertex; }\n", ShaderStage::Vertex);
+    EXPECT_FALSE(broken.ok);
+    EXPECT_NE(broken.log.find("ERROR"), std::string::npos);
+}

@@ -1,0 +1,156 @@
+#include "jobs/FileHelpers.h"
+#include "jobs/HttpTransfer.h"
+#include "jobs/NumberText.h"
+
+#include "LocalServer.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <curl/curl.h>
+
+using namespace Velda;
+using VeldaTest::LocalServer;
+using VeldaTest::TempDir;
+
+namespace {
+
+std::string blockText(MemoryBlock block)
+{
+    MemoryBlockOwner owner(block);
+    EXPECT_NE(block.bytes, nullptr);
+    EXPECT_EQ(block.bytes[block.size], 0);  // always terminated
+    return std::string(block.bytes, block.size);
+}
+
+class HttpTransfer : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { curl_global_init(CURL_GLOBAL_ALL); }
+    static void TearDownTestSuite() { curl_global_cleanup(); }
+
+    void SetUp() override
+    {
+        server.http.Get("/binary", [](const httplib::Request&, httplib::Response& res) {
+            res.set_content(std::string("ab\0cd", 5), "application/octet-stream");
+        });
+        server.http.Get("/missing", [](const httplib::Request&, httplib::Response& res) {
+            res.status = 404;
+            res.set_content("not here", "text/plain");
+        });
+        server.http.Get("/agent", [](const httplib::Request& req, httplib::Response& res) {
+            res.set_content(req.get_header_value("User-Agent"), "text/plain");
+        });
+        server.http.Post("/echo", [this](const httplib::Request& req, httplib::Response& res) {
+            lastAgent = req.get_header_value("User-Agent");
+            res.set_content(req.body, "application/octet-stream");
+        });
+        server.http.Put("/put", [this](const httplib::Request& req, httplib::Response& res) {
+            putBody = req.body;
+            putType = req.get_header_value("Content-Type");
+            res.set_header("ETag", "\"ABC123\"");
+            res.set_content("body is not the answer", "text/plain");
+        });
+        server.start();
+    }
+
+    LocalServer server;
+    std::string lastAgent = "unset";
+    std::string putBody;
+    std::string putType;
+    TempDir dir;
+};
+
+} // namespace
+
+TEST_F(HttpTransfer, FetchAndGet)
+{
+    EXPECT_EQ(blockText(httpFetch(server.url() + "/binary")), std::string("ab\0cd", 5));
+    EXPECT_EQ(httpGet(server.url() + "/binary"), "ab");  // cut at the zero byte
+    EXPECT_EQ(httpGet(server.url() + "/agent"), "libcurl-agent/1.0");
+    // Status codes are not looked at: an error page is a body.
+    EXPECT_EQ(httpGet(server.url() + "/missing"), "not here");
+}
+
+TEST_F(HttpTransfer, FailedTransfersLookLikeEmptyFiles)
+{
+    const std::string dead = "http://127.0.0.1:1/x";
+    MemoryBlock block = httpFetch(dead);
+    EXPECT_EQ(blockText(block), "");
+    EXPECT_EQ(httpGet(dead), "");
+    EXPECT_EQ(blockText(httpPostForm(dead, "a=1")), "");
+
+    std::string answer = "stale";
+    ASSERT_TRUE(writeTextFile(dir.file("up.bin"), "x"));
+    EXPECT_FALSE(httpPutFile(dead, dir.file("up.bin"), answer));
+    EXPECT_EQ(answer, "");
+    EXPECT_FALSE(httpPutFile(server.url() + "/put", dir.file("no such file"), answer));
+}
+
+TEST_F(HttpTransfer, PostsSendBytesAsGiven)
+{
+    const std::string body = "postion={\"a\":\"1+1%3D2&b=c\",\"名\":\"水\"}";
+    EXPECT_EQ(blockText(httpPostForm(server.url() + "/echo", body)), body);
+    EXPECT_EQ(lastAgent, "");  // no user agent on a POST
+    const std::string binary("x\0y", 3);
+    EXPECT_EQ(blockText(httpPostForm(server.url() + "/echo", binary.data(), binary.size())), binary);
+
+    ASSERT_TRUE(writeTextFile(dir.file("form.txt"), body));
+    EXPECT_EQ(blockText(httpPostFile(server.url() + "/echo", dir.file("form.txt"))), body);
+}
+
+TEST_F(HttpTransfer, PutAnswersWithHeadersAndDownloadWritesFiles)
+{
+    std::string content(70000, '\0');
+    for (size_t i = 0; i < content.size(); ++i)
+        content[i] = static_cast<char>(i * 7);
+    ASSERT_TRUE(writeFile(dir.file("thumb.jpg"), content.data(), content.size()));
+    std::string answer;
+    ASSERT_TRUE(httpPutFile(server.url() + "/put", dir.file("thumb.jpg"), answer));
+    EXPECT_EQ(putBody, content);
+    EXPECT_EQ(putType, "application/octet-stream");
+    EXPECT_NE(answer.find("ETag: \"ABC123\""), std::string::npos);
+    EXPECT_EQ(answer.find("body is not the answer"), std::string::npos);
+
+    ASSERT_TRUE(httpDownloadFile(server.url() + "/binary", dir.file("down.bin")));
+    const std::pair<char*, size_t> down = readFile(dir.file("down.bin"));
+    EXPECT_EQ(std::string(down.first, down.second), std::string("ab\0cd", 5));
+    delete[] down.first;
+}
+
+TEST_F(HttpTransfer, LocalAddressesAndFiles)
+{
+    const std::string name = dir.file("纹理 1.jpg");
+    ASSERT_TRUE(writeTextFile(name, "local bytes"));
+    ASSERT_EQ(name[0], '/');
+    EXPECT_EQ(blockText(httpFetch("file://" + name)), "local bytes");
+    EXPECT_EQ(blockText(httpFetch("file://" + dir.file("missing"))), "");
+
+    const std::pair<char*, size_t> missing = readFile(dir.file("missing"));
+    EXPECT_NE(missing.first, nullptr);
+    EXPECT_EQ(missing.second, 0u);
+    delete[] missing.first;
+    EXPECT_FALSE(writeTextFile(dir.file("no/such/folder/x"), "lost"));
+    ASSERT_TRUE(writeTextFile(name, "shorter"));
+    const std::pair<char*, size_t> replaced = readFile(name);
+    EXPECT_STREQ(replaced.first, "shorter");
+    delete[] replaced.first;
+}
+
+TEST(UrlText, EscapeAndNumbers)
+{
+    const std::string name = "texs/光圈 a+b%.png";
+    const std::string escaped = urlEscape(name);
+    EXPECT_EQ(escaped.substr(0, 7), "texs%2F");
+    EXPECT_EQ(escaped.find(' '), std::string::npos);
+    EXPECT_EQ(escaped.find("\xE5"), std::string::npos);
+    EXPECT_NE(escaped.find("%E5%85%89"), std::string::npos);  // UTF-8 on the wire
+    EXPECT_EQ(urlUnescape(escaped), name);
+    EXPECT_EQ(urlUnescape("a%00b"), std::string("a\0b", 3));
+
+    EXPECT_EQ(numberText(static_cast<int64_t>(-9000000000LL)), "-9000000000");
+    EXPECT_EQ(numberText(1.25, 1), "1.2");
+    EXPECT_EQ(numberText(1e30, 0).size(), 31u);
+}

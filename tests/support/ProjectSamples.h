@@ -1,0 +1,44 @@
+#pragma once
+
+#include "formats/VeldaDocNode.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace VeldaTest {
+
+// Small, valid project files, built with the tools' clear writer and zlib.
+
+// A document that uses every value tag, with nested children and
+// non-ASCII names.
+std::unique_ptr<Velda::VeldaDocNode> everyTagDocument();
+
+struct SampleSurface {
+    int materialId;
+    int meshId;
+    std::wstring name;
+};
+struct SampleObject {
+    int id;
+    std::wstring name;
+    std::vector<float> mat;  // twelve floats
+    float min[3];
+    float max[3];
+    bool castShadow;
+    std::vector<SampleSurface> surfaces;
+    bool withSurfaces = true;
+};
+
+std::unique_ptr<Velda::VeldaDocNode> indexDocument(const std::vector<int>& materialFiles,
+                                                   const std::vector<int>& meshFiles,
+                                                   const std::vector<SampleObject>& objects, const float min[3],
+                                                   const float max[3]);
+
+// Three objects (one id twice, one without surfaces), bundles 1 and 2.
+std::vector<unsigned char> sampleIndexFile();
+
+// A bundle of three small mesh-like documents.
+std::vector<unsigned char> sampleBundleFile();
+
+} // namespace VeldaTest

@@ -1,0 +1,71 @@
+// Feeds every prefix and many single-byte corruptions of valid project files
+// to the velda-inspect program. Built into the sanitizer tree, where the
+// program carries AddressSanitizer and UndefinedBehaviorSanitizer.
+#include "formats/VeldaDocNode.h"
+#include "jobs/FileHelpers.h"
+
+#include "Process.h"
+#include "ProjectSamples.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+void expectCleanRun(const std::string& path, const std::string& what)
+{
+    const bool document = path.size() >= 8 && path.compare(path.size() - 8, 8, "node.bin") == 0;
+    std::vector<std::string> args = {VELDA_INSPECT_PATH, "--compact", path};
+    if (document)
+        args.insert(args.begin() + 1, "--doc");
+    const VeldaTest::ProcessResult r = VeldaTest::runProcess(args);
+    ASSERT_TRUE(r.exited) << what << ": killed by signal " << r.signal;
+    ASSERT_TRUE(r.exitCode == 0 || r.exitCode == 1) << what << ": exit " << r.exitCode << "\n" << r.err;
+    ASSERT_EQ(r.err.find("Sanitizer"), std::string::npos) << what << "\n" << r.err;
+    ASSERT_EQ(r.err.find("runtime error"), std::string::npos) << what << "\n" << r.err;
+    if (r.exitCode == 1) {
+        ASSERT_FALSE(r.err.empty()) << what;
+    }
+}
+
+void fuzzFile(const std::string& name, const std::vector<unsigned char>& valid, unsigned seed)
+{
+    VeldaTest::TempDir dir;
+    const std::string path = dir.file(name);
+    for (size_t n = 0; n <= valid.size(); ++n) {
+        ASSERT_TRUE(Velda::writeFile(path, valid.data(), n));
+        expectCleanRun(path, name + " prefix " + std::to_string(n));
+        if (::testing::Test::HasFatalFailure())
+            return;
+    }
+    std::mt19937 random(seed);
+    for (int i = 0; i < 1000; ++i) {
+        std::vector<unsigned char> bad = valid;
+        const size_t at = random() % bad.size();
+        bad[at] = static_cast<unsigned char>(bad[at] ^ (1 + random() % 255));
+        ASSERT_TRUE(Velda::writeFile(path, bad.data(), bad.size()));
+        expectCleanRun(path, name + " corruption " + std::to_string(i) + " at " + std::to_string(at));
+        if (::testing::Test::HasFatalFailure())
+            return;
+    }
+}
+
+} // namespace
+
+TEST(InspectFuzz, IndexPrefixesAndCorruptions)
+{
+    fuzzFile("index", VeldaTest::sampleIndexFile(), 1);
+}
+
+TEST(InspectFuzz, BundlePrefixesAndCorruptions)
+{
+    fuzzFile("7.me", VeldaTest::sampleBundleFile(), 2);
+}
+
+TEST(InspectFuzz, DocumentPrefixesAndCorruptions)
+{
+    // Uncompressed, so every corruption reaches the document parser.
+    fuzzFile("node.bin", Velda::writeDocumentClear(*VeldaTest::everyTagDocument()), 3);
+}
