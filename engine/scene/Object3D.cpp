@@ -77,37 +77,27 @@ bool Object3D::translate(const Vector3& o) { return translate(o.x, o.y, o.z); }
 
 bool Object3D::translate(float x, float y, float z)
 {
-    transform_.translate(x, y, z);
-    markTransformChanged();
-    return true;
+    return changeTransform([=](Matrix4& m) { m.translate(x, y, z); });
 }
 
 bool Object3D::rotateX(float angle)
 {
-    transform_.rotateX(angle);
-    markTransformChanged();
-    return true;
+    return changeTransform([angle](Matrix4& m) { m.rotateX(angle); });
 }
 
 bool Object3D::rotateY(float angle)
 {
-    transform_.rotateY(angle);
-    markTransformChanged();
-    return true;
+    return changeTransform([angle](Matrix4& m) { m.rotateY(angle); });
 }
 
 bool Object3D::rotateZ(float angle)
 {
-    transform_.rotateZ(angle);
-    markTransformChanged();
-    return true;
+    return changeTransform([angle](Matrix4& m) { m.rotateZ(angle); });
 }
 
 bool Object3D::rotate(const Vector3& axis, float angle)
 {
-    transform_.rotate(Vector3(), axis, angle);
-    markTransformChanged();
-    return true;
+    return changeTransform([&](Matrix4& m) { m.rotate(Vector3(), axis, angle); });
 }
 
 bool Object3D::rotate(float x, float y, float z, float angle) { return rotate(Vector3(x, y, z), angle); }
@@ -116,9 +106,7 @@ bool Object3D::scale(const Vector3& f) { return scale(f.x, f.y, f.z); }
 
 bool Object3D::scale(float x, float y, float z)
 {
-    transform_.scale(x, y, z);
-    markTransformChanged();
-    return true;
+    return changeTransform([=](Matrix4& m) { m.scale(x, y, z); });
 }
 
 void Object3D::collectRenderItems(RenderList&) {}

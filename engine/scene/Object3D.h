@@ -57,6 +57,14 @@ public:
 
 protected:
     void markTransformChanged();
+    // Applies a change to the transform and marks every cache stale.
+    template <typename Change>
+    bool changeTransform(Change change)
+    {
+        change(transform_);
+        markTransformChanged();
+        return true;
+    }
 
     std::string name_;
     Matrix4 transform_;

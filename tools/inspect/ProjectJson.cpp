@@ -33,6 +33,8 @@ public:
     void integer(int64_t v) { w_.Int64(v); }
     void unsignedInt(uint64_t v) { w_.Uint64(v); }
     void boolean(bool v) { w_.Bool(v); }
+    void field(const char* k, int64_t v) { key(k); integer(v); }
+    void field(const char* k, const std::string& v) { key(k); text(v); }
 
     // The shortest decimal that reads back to the same float; JSON has no
     // NaN or infinity, so those become strings.
@@ -190,10 +192,8 @@ void writeBundle(JsonOut<Writer>& out, const unsigned char* data, size_t size, r
 
     auto& w = out.w();
     w.StartObject();
-    out.key("kind");
-    out.text("bundle");
-    out.key("documents");
-    out.integer(header.documents);
+    out.field("kind", "bundle");
+    out.field("documents", header.documents);
     out.key("uncompressedSize");
     out.unsignedInt(header.uncompressedSize);
     out.key("trees");
@@ -232,10 +232,8 @@ void writeIndex(JsonOut<Writer>& out, const unsigned char* data, size_t size)
     }
     auto& w = out.w();
     w.StartObject();
-    out.key("kind");
-    out.text("index");
-    out.key("version");
-    out.integer(index->version());
+    out.field("kind", "index");
+    out.field("version", index->version());
     out.key("unit");
     out.unsignedInt(index->unit());
     auto names = [&](const char* k, const std::vector<std::string>& list) {
@@ -256,10 +254,8 @@ void writeIndex(JsonOut<Writer>& out, const unsigned char* data, size_t size)
     for (const auto& entry : index->objects()) {
         const VeldaClient::IndexObject& o = entry.second;
         w.StartObject();
-        out.key("id");
-        out.integer(o.id);
-        out.key("name");
-        out.text(o.name);
+        out.field("id", o.id);
+        out.field("name", o.name);
         out.key("castShadow");
         out.boolean(o.castShadow);
         out.key("matrix");
@@ -273,12 +269,9 @@ void writeIndex(JsonOut<Writer>& out, const unsigned char* data, size_t size)
         w.StartArray();
         for (const VeldaClient::IndexSurface& s : o.surfaces) {
             w.StartObject();
-            out.key("materialId");
-            out.integer(s.materialId);
-            out.key("meshId");
-            out.integer(s.meshId);
-            out.key("name");
-            out.text(s.name);
+            out.field("materialId", s.materialId);
+            out.field("meshId", s.meshId);
+            out.field("name", s.name);
             w.EndObject();
         }
         w.EndArray();
