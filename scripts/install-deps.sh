@@ -12,7 +12,7 @@ PACKAGES=(
   libassimp-dev assimp-testmodels libcpp-httplib-dev
   libsqlite3-dev sqlite3
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0
+  libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0
   glslang-tools fonts-wqy-microhei
 )
 
