@@ -49,7 +49,7 @@ private:
 
 // The one logging entry point: VLOG << "text" << value;
 // Nothing is formatted while logging is off.
+// (A one-pass for, so it is safe in an unbraced if/else.)
 #define VLOG                                                                   \
-    if (!::Velda::Log::enabled()) {                                            \
-    } else                                                                     \
+    for (bool vlogOnce_ = ::Velda::Log::enabled(); vlogOnce_; vlogOnce_ = false) \
         ::Velda::Log::Line(__FILE__, __LINE__, __PRETTY_FUNCTION__)

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "jobs/IJob.h"
+
+#include <pthread.h>
+#include <vector>
+
+namespace Velda {
+
+// One worker thread over two first-in-first-out queues. The worker runs
+// `run` of each pending job in order of arrival; the GUI thread hands one
+// finished job at a time to its `finish` through finishOne(). Jobs are not
+// owned here.
+class JobManager {
+public:
+    // Created on first use, from the GUI thread; lives to the end of the process.
+    static JobManager& instance();
+    virtual ~JobManager();
+
+    void addJob(IJob* job);
+    void removeJob(IJob* job);
+    // Empties both queues; safe while the worker is idle.
+    void clearJobs();
+    // Cancels the worker (it stops at its next cancellation point, the wait
+    // when idle) and waits for it to end. The next addJob starts a new one.
+    void stopWorker();
+    // Calls finish() of the job at the front of the finished queue, if any,
+    // and then removes it. The lock is held around the queue accesses, never
+    // during finish(), which may add jobs. If finish() throws, the job stays
+    // at the front.
+    void finishOne();
+
+    // Snapshots, taken under the lock.
+    std::vector<IJob*> pendingJobs();
+    std::vector<IJob*> finishedJobs();
+    // Nothing queued, running or waiting for its finish.
+    bool idle();
+
+    // The text of a failed thread creation: the fixed message advanced by
+    // the error code as a count of characters (the code is not printed).
+    static const char* threadErrorText(int code);
+
+private:
+    JobManager();
+    JobManager(const JobManager&) = delete;
+    JobManager& operator=(const JobManager&) = delete;
+
+    void startWorker();
+    static void* workerEntry(void* self);
+    void workerLoop();
+
+    std::vector<IJob*> pendingJobs_;
+    std::vector<IJob*> finishedJobs_;
+    pthread_t thread_{};
+    bool workerRunning_ = false;
+    pthread_mutex_t mutex_;
+    pthread_cond_t condition_;
+};
+
+} // namespace Velda
