@@ -106,8 +106,8 @@ IndexInfo::IndexInfo(const unsigned char* data, unsigned int size)
         VLOG << "Decompress file finished!";
 
         uint32_t consumed = static_cast<uint32_t>(inflated.produced);
-        std::unique_ptr<VeldaDocNode> root(Velda::parseDocument(inflated.bytes.data(), consumed, &why));
-        inflated.bytes.clear();
+        std::unique_ptr<VeldaDocNode> root(Velda::parseDocument(inflated.bytes.get(), consumed, &why));
+        inflated.bytes.reset();
         if (!root)
             throw std::runtime_error(why);
 

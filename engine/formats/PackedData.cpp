@@ -74,7 +74,8 @@ std::vector<unsigned char> packBundle(const std::vector<const VeldaDocNode*>& do
 bool inflateDeclared(const unsigned char* stream, size_t streamSize, uint32_t declaredSize, Inflated& out,
                      std::string* error)
 {
-    out.bytes.clear();
+    out.bytes.reset();
+    out.size = 0;
     out.produced = 0;
     out.complete = false;
     if (static_cast<uint64_t>(declaredSize) > static_cast<uint64_t>(streamSize) * kMaxInflateRatio + kInflateSlack) {
@@ -82,14 +83,16 @@ bool inflateDeclared(const unsigned char* stream, size_t streamSize, uint32_t de
                             std::to_string(streamSize) + " compressed bytes");
         return false;
     }
-    out.bytes.assign(declaredSize, 0);
+    // Not zero-filled: only the produced bytes are ever read.
+    out.bytes.reset(new unsigned char[declaredSize ? declaredSize : 1]);
+    out.size = declaredSize;
     if (declaredSize == 0 || streamSize == 0) {
         out.complete = declaredSize == 0 && streamSize == 0;
         return true;
     }
     uLongf produced = declaredSize;
     uLong consumed = static_cast<uLong>(streamSize);
-    const int rc = uncompress2(out.bytes.data(), &produced, stream, &consumed);
+    const int rc = uncompress2(out.bytes.get(), &produced, stream, &consumed);
     out.produced = produced <= declaredSize ? produced : 0;
     out.complete = rc == Z_OK && produced == declaredSize;
     return true;
@@ -121,7 +124,7 @@ int unpackBundle(const unsigned char* file, size_t size, const BundleVisitor& vi
     for (int16_t i = 0; i < header.documents; ++i) {
         uint32_t consumed = static_cast<uint32_t>(inflated.produced) - place;
         std::string why;
-        std::unique_ptr<VeldaDocNode> root(parseDocument(inflated.bytes.data() + place, consumed, &why));
+        std::unique_ptr<VeldaDocNode> root(parseDocument(inflated.bytes.get() + place, consumed, &why));
         if (!root) {
             setError(error, "document " + std::to_string(i) + ": " + why);
             break;

@@ -11,14 +11,15 @@
 
 namespace Velda {
 
-// Inflates one zlib stream into a zero-filled buffer of the size its file
-// declares. An incomplete stream is not an error here: what arrived stands
-// in the first `produced` bytes, and readers parse no further, so a cut
-// stream fails at the parse instead of yielding zeros. A declared size that
-// no zlib stream of this length can produce is refused, so a lying header
-// cannot claim gigabytes.
+// Inflates one zlib stream into a buffer of the size its file declares. An
+// incomplete stream is not an error here: what arrived stands in the first
+// `produced` bytes, and readers read no further (the rest is undefined), so
+// a cut stream fails at the parse. A declared size that no zlib stream of
+// this length can produce is refused, so a lying header cannot claim
+// gigabytes.
 struct Inflated {
-    std::vector<unsigned char> bytes;
+    std::unique_ptr<unsigned char[]> bytes;
+    size_t size = 0;
     size_t produced = 0;
     bool complete = false;
 };

@@ -1,0 +1,144 @@
+#include "formats/Geometry.h"
+
+#include "formats/TextHelpers.h"
+#include "render/IndexBufferObject.h"
+#include "render/VertexBufferObject.h"
+
+#include <cstring>
+
+namespace Velda {
+
+namespace {
+// Written on the GL thread only.
+int64_t g_triangleTotal = 0;
+} // namespace
+
+Geometry::Geometry() = default;
+Geometry::~Geometry() = default;
+
+int Geometry::componentsOf(const std::string& attribute)
+{
+    if (attribute == "Position" || attribute == "Normal" || attribute == "Color")
+        return 3;
+    if (attribute.compare(0, 2, "UV") == 0)
+        return 2;
+    return 0;
+}
+
+void Geometry::addAttributeGroup(const std::string& key, int floatsPerVertex, uint32_t count, const float* data)
+{
+    removeAttributeGroup(key);
+    const size_t floats = static_cast<size_t>(floatsPerVertex) * count;
+    std::vector<float>& copy = attributeData_[key];
+    copy.assign(data, data + floats);
+    // Sized by the copy, so the upload never reads past it.
+    vertexBuffers_[key].reset(new VertexBufferObject(floatsPerVertex, count, copy.data()));
+    layoutDirty_ = true;
+}
+
+void Geometry::removeAttributeGroup(const std::string& key)
+{
+    if (attributeData_.erase(key) + vertexBuffers_.erase(key) > 0)
+        layoutDirty_ = true;
+}
+
+void Geometry::updateAttributeRange(const std::string& key, uint32_t firstVertex, uint32_t count, const float* data)
+{
+    const auto buffer = vertexBuffers_.find(key);
+    if (buffer == vertexBuffers_.end())
+        return;
+    std::vector<float>& copy = attributeData_[key];
+    const size_t stride = static_cast<size_t>(buffer->second->floatsPerVertex());
+    const size_t begin = firstVertex * stride;
+    const size_t floats = count * stride;
+    if (begin + floats > copy.size())
+        return;  // past the group's end
+    std::memcpy(copy.data() + begin, data, floats * sizeof(float));
+    buffer->second->update(static_cast<uint32_t>(begin * sizeof(float)), count, data);
+}
+
+void Geometry::addIndexSet(const std::string& key, uint32_t count, const void* data, bool wide)
+{
+    removeIndexSet(key);
+    indexWidth_[key] = wide ? 1 : 0;
+    const size_t bytes = static_cast<size_t>(count) * (wide ? 4 : 2);
+    std::vector<unsigned char>& copy = indexData_[key];
+    copy.assign(static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + bytes);
+    indexBuffers_[key].reset(new IndexBufferObject(count, copy.data(), wide));
+}
+
+void Geometry::removeIndexSet(const std::string& key)
+{
+    indexWidth_.erase(key);
+    indexCount_.erase(key);
+    indexData_.erase(key);
+    indexBuffers_.erase(key);
+}
+
+void Geometry::updateIndexRange(const std::string& key, uint32_t first, uint32_t count, const void* data)
+{
+    const auto buffer = indexBuffers_.find(key);
+    if (buffer == indexBuffers_.end())
+        return;
+    const bool wide = indexWidth_[key] == 1;
+    const size_t unit = wide ? 4 : 2;
+    std::vector<unsigned char>& copy = indexData_[key];
+    if ((static_cast<size_t>(first) + count) * unit > copy.size())
+        return;
+    std::memcpy(copy.data() + first * unit, data, count * unit);
+    buffer->second->update(first, count, data, wide);
+}
+
+void Geometry::setIndexCount(const std::string& key, uint32_t count)
+{
+    indexCount_[key] = count;
+    g_triangleTotal = static_cast<int64_t>(static_cast<double>(g_triangleTotal) + count / 3.0);
+}
+
+const Layout& Geometry::getLayout()
+{
+    if (!layoutDirty_)
+        return layout_;
+    layout_.clear();
+    for (const auto& group : vertexBuffers_) {
+        int offset = 0;
+        for (const std::string& attribute : split(group.first, "/")) {
+            LayoutEntry entry;
+            entry.name = attribute;
+            entry.offset = offset;
+            entry.stride = group.second->floatsPerVertex();
+            entry.components = componentsOf(attribute);
+            entry.buffer = group.second.get();
+            entry.data = &attributeData_[group.first];
+            layout_.emplace(attribute, entry);  // the first group naming it stays
+            offset += entry.components;
+        }
+    }
+    layoutDirty_ = false;
+    return layout_;
+}
+
+const IndexBufferObject* Geometry::indexBuffer(const std::string& key) const
+{
+    const auto it = indexBuffers_.find(key);
+    return it == indexBuffers_.end() ? nullptr : it->second.get();
+}
+
+const VertexBufferObject* Geometry::vertexBuffer(const std::string& key) const
+{
+    const auto it = vertexBuffers_.find(key);
+    return it == vertexBuffers_.end() ? nullptr : it->second.get();
+}
+
+const std::vector<unsigned char>* Geometry::indexData(const std::string& key) const
+{
+    const auto it = indexData_.find(key);
+    return it == indexData_.end() ? nullptr : &it->second;
+}
+
+int64_t Geometry::triangleTotal()
+{
+    return g_triangleTotal;
+}
+
+} // namespace Velda

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Velda {
+
+class VertexBufferObject;
+class IndexBufferObject;
+
+// One attribute within a group of the geometry.
+struct LayoutEntry {
+    std::string name;
+    int offset = 0;      // components of the attributes before it in the group key
+    int stride = 0;      // floats per vertex of the group
+    int components = 0;
+    const VertexBufferObject* buffer = nullptr;  // not owned
+    const std::vector<float>* data = nullptr;    // not owned
+};
+
+using Layout = std::map<std::string, LayoutEntry>;
+
+// A mesh's arrays by name: each attribute group and index set as a CPU copy
+// and as a GL buffer. GL context thread only.
+class Geometry {
+public:
+    Geometry();
+    ~Geometry();
+    Geometry(const Geometry&) = delete;
+    Geometry& operator=(const Geometry&) = delete;
+
+    // Components of an attribute by its name: Position, Normal, Color 3,
+    // UV* 2; 0 for any other name.
+    static int componentsOf(const std::string& attribute);
+
+    void addAttributeGroup(const std::string& key, int floatsPerVertex, uint32_t vertexCount, const float* data);
+    void removeAttributeGroup(const std::string& key);
+    void updateAttributeRange(const std::string& key, uint32_t firstVertex, uint32_t vertexCount, const float* data);
+
+    // `wide`: 32-bit indices, else 16-bit.
+    void addIndexSet(const std::string& key, uint32_t count, const void* data, bool wide);
+    void removeIndexSet(const std::string& key);
+    void updateIndexRange(const std::string& key, uint32_t first, uint32_t count, const void* data);
+    // Records the count and adds count / 3 to the process-wide triangle total.
+    void setIndexCount(const std::string& key, uint32_t count);
+
+    // Rebuilt when an attribute group came or went.
+    const Layout& getLayout();
+
+    std::string name;
+    uint32_t vertexCount = 0;
+
+    const std::map<std::string, int>& indexWidths() const { return indexWidth_; }
+    const std::map<std::string, uint32_t>& indexCounts() const { return indexCount_; }
+    const std::map<std::string, std::vector<float>>& attributeData() const { return attributeData_; }
+    const IndexBufferObject* indexBuffer(const std::string& key) const;
+    const VertexBufferObject* vertexBuffer(const std::string& key) const;
+    // The indices of a set as stored: 16-bit or 32-bit by its width.
+    const std::vector<unsigned char>* indexData(const std::string& key) const;
+
+    // Triangles uploaded so far in this process.
+    static int64_t triangleTotal();
+
+private:
+    std::map<std::string, int> indexWidth_;
+    std::map<std::string, uint32_t> indexCount_;
+    Layout layout_;
+    bool layoutDirty_ = false;
+    std::map<std::string, std::vector<float>> attributeData_;
+    std::map<std::string, std::unique_ptr<VertexBufferObject>> vertexBuffers_;
+    std::map<std::string, std::vector<unsigned char>> indexData_;
+    std::map<std::string, std::unique_ptr<IndexBufferObject>> indexBuffers_;
+};
+
+} // namespace Velda
