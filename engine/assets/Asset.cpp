@@ -1,0 +1,38 @@
+#include "assets/Asset.h"
+
+#include <regex>
+
+namespace Velda {
+
+Asset::Asset(const std::string& url) : LoadJob(url) {}
+
+std::string Asset::directory()
+{
+    if (directoryText_.empty()) {
+        static const std::regex remote(".+pars=(?=.+$)", std::regex::ECMAScript);
+        static const std::regex local(".+[/\\\\](?=[^/\\\\]+$)", std::regex::ECMAScript);
+        std::smatch match;
+        if (std::regex_search(url_, match, isRemote() ? remote : local))
+            directoryText_ = match.str();
+    }
+    return directoryText_;
+}
+
+bool Asset::isRemote() const
+{
+    return url_.find("SkyResources") == std::string::npos && url_.find("Cache/") == std::string::npos &&
+           url_.find("Cache\\") == std::string::npos;
+}
+
+void Asset::setJobData(JobData* data)
+{
+    dropFetchedBytes();
+    data_ = data;
+}
+
+Asset* Asset::fromCallbackArgument(void* argument)
+{
+    return static_cast<Asset*>(static_cast<LoadJob*>(argument));
+}
+
+} // namespace Velda

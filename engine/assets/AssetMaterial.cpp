@@ -1,0 +1,69 @@
+#include "assets/AssetMaterial.h"
+
+#include "assets/AssetManager.h"
+#include "formats/Material.h"
+#include "formats/ParserMT.h"
+#include "jobs/HttpTransfer.h"
+#include "jobs/JobManager.h"
+
+namespace Velda {
+
+AssetMaterial::AssetMaterial(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer) {}
+
+AssetMaterial::~AssetMaterial() = default;
+
+void AssetMaterial::finish()
+{
+    if (data_ && data_->pointer) {
+        ParserMT parser;
+        parser.parse(data_->pointer, data_->size, this, 1);
+    }
+    for (int channel = 0; channel < 7; ++channel)
+        requestTexture(channel);
+    LoadJob::finish();
+    ready_ = true;
+}
+
+void AssetMaterial::requestTexture(int channel)
+{
+    if (!material_)
+        return;
+    const std::string name = material_->getTexture(channel);
+    if (name.empty())
+        return;
+    // Remote names go out escaped (UTF-8 on the wire); local ones are paths.
+    const std::string request = isRemote() ? directory() + urlEscape(name) : directory() + name;
+    AssetManager* manager = AssetManager::instance();
+    if (!manager)
+        return;
+    if (Asset* texture = manager->load(request, Callback()))
+        textures_.emplace(channel, texture);
+}
+
+bool AssetMaterial::isReady() const
+{
+    if (!material_)
+        return false;
+    for (const auto& entry : textures_)
+        if (!entry.second->isReady())
+            return false;
+    return ready_;
+}
+
+void AssetMaterial::load()
+{
+    JobManager::instance().addJob(this);
+}
+
+void AssetMaterial::freeData()
+{
+    material_.reset();
+}
+
+void AssetMaterial::setMaterial(Material* material, int32_t id)
+{
+    material_.reset(material);
+    id_ = id;
+}
+
+} // namespace Velda

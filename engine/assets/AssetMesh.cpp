@@ -1,0 +1,39 @@
+#include "assets/AssetMesh.h"
+
+#include "formats/Geometry.h"
+#include "formats/ParserME.h"
+#include "jobs/JobManager.h"
+
+namespace Velda {
+
+AssetMesh::AssetMesh(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer) {}
+
+AssetMesh::~AssetMesh() = default;
+
+void AssetMesh::finish()
+{
+    if (data_ && data_->pointer) {
+        ParserME parser;
+        parser.parse(data_->pointer, data_->size, this, 1);
+    }
+    LoadJob::finish();
+    ready_ = true;
+}
+
+void AssetMesh::load()
+{
+    JobManager::instance().addJob(this);
+}
+
+void AssetMesh::freeData()
+{
+    geometry_.reset();
+}
+
+void AssetMesh::setGeometry(Geometry* geometry, int32_t id)
+{
+    geometry_.reset(geometry);
+    id_ = id;
+}
+
+} // namespace Velda

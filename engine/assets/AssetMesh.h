@@ -1,0 +1,33 @@
+#pragma once
+
+#include "assets/Asset.h"
+
+#include <memory>
+
+namespace Velda {
+
+class Geometry;
+
+// One mesh out of a bundle; it downloads nothing on its own.
+class AssetMesh : public Asset {
+public:
+    AssetMesh(const std::string& url, Context3d* renderer);
+    ~AssetMesh() override;
+
+    void run() override {}
+    void finish() override;
+    bool isReady() const override { return ready_; }
+    void load() override;
+    void freeData() override;
+
+    Geometry* geometry() const { return geometry_.get(); }
+    int32_t id() const { return id_; }
+    void setGeometry(Geometry* geometry, int32_t id);
+
+private:
+    std::unique_ptr<Geometry> geometry_;
+    int32_t id_ = -1;
+    Context3d* renderer_;
+};
+
+} // namespace Velda

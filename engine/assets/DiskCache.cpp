@@ -1,0 +1,142 @@
+#include "assets/DiskCache.h"
+
+#include "formats/TextHelpers.h"
+#include "jobs/FileHelpers.h"
+#include "jobs/HttpTransfer.h"
+#include "jobs/NumberText.h"
+#include "log/Log.h"
+#include "platform/Platform.h"
+
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <regex>
+
+namespace Velda {
+namespace DiskCache {
+
+namespace {
+
+struct FileCloser {
+    void operator()(FILE* f) const
+    {
+        if (f)
+            std::fclose(f);
+    }
+};
+using FileHandle = std::unique_ptr<FILE, FileCloser>;
+
+// The process-wide state of the cache: the root (GUI thread, before the
+// first job) and the number of the folder being filled (worker thread).
+std::mutex g_rootMutex;
+std::string g_cacheRoot;
+std::string g_cacheId = "1";
+
+const int kLineBuffer = 200;
+
+bool contains(const std::string& text, const char* part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+// A name from the network never leaves the cache folder.
+bool isSafeName(const std::string& name)
+{
+    if (name.empty() || name[0] == '/' || name.find('\0') != std::string::npos)
+        return false;
+    for (const std::string& part : split(name, "/"))
+        if (part == "..")
+            return false;
+    return true;
+}
+
+} // namespace
+
+void setRoot(const std::string& root)
+{
+    std::lock_guard<std::mutex> lock(g_rootMutex);
+    g_cacheRoot = root;
+}
+
+std::string root()
+{
+    std::lock_guard<std::mutex> lock(g_rootMutex);
+    return g_cacheRoot;
+}
+
+std::string localAddress(const std::string& absolutePath)
+{
+    return "file://" + absolutePath;
+}
+
+int countLines(const std::string& configPath)
+{
+    FileHandle file(std::fopen(configPath.c_str(), "r"));
+    if (!file)
+        return 0;
+    char line[kLineBuffer];
+    int count = 0;
+    while (std::fgets(line, kLineBuffer, file.get()))
+        ++count;
+    return count;
+}
+
+bool lookup(std::string& rootPath, std::string& projectRoot)
+{
+    const std::string cacheRoot = root();
+    Platform::makeDirectory(cacheRoot + "Cache/");
+    FileHandle config(std::fopen((cacheRoot + "Cache/Cache.config").c_str(), "r"));
+    if (!config)
+        return false;
+    const std::string wanted = rootPath + "\n";
+    char line[kLineBuffer];
+    for (int i = 1; std::fgets(line, kLineBuffer, config.get()); ++i) {
+        const std::string folder = cacheRoot + "Cache/cache_" + numberText(static_cast<int64_t>(i));
+        FileHandle index(std::fopen((folder + "/index").c_str(), "r"));
+        if (index && wanted == line) {
+            rootPath = localAddress(folder + "/index");
+            projectRoot = localAddress(folder + "/");
+            VLOG << "Cache hit : " << folder;
+            return true;
+        }
+    }
+    return false;
+}
+
+void store(const std::string& url, const void* bytes, size_t size)
+{
+    if (contains(url, "Cache") || contains(url, "SkyResources"))
+        return;
+    const std::string cacheRoot = root();
+    if (contains(url, "index")) {
+        g_cacheId = numberText(static_cast<int64_t>(countLines(cacheRoot + "Cache/Cache.config") + 1));
+        Platform::makeDirectory(cacheRoot + "Cache/cache_" + g_cacheId);
+        Platform::makeDirectory(cacheRoot + "Cache/cache_" + g_cacheId + "/texs");
+    }
+    static const std::regex afterPars("pars=.+", std::regex::ECMAScript);
+    std::smatch match;
+    const std::string name =
+        std::regex_search(url, match, afterPars) ? match.str().substr(5) : urlUnescape(url);
+    const std::string folder = cacheRoot + "Cache/cache_" + g_cacheId + "/";
+    std::string relative;
+    if (contains(url, "texs"))
+        relative = "texs/" + urlUnescape(name.size() >= 7 ? name.substr(7) : std::string());
+    else
+        relative = name;
+    if (!isSafeName(relative) || relative == "texs/") {
+        VLOG << "Not cached, unusable name : " << url;
+        return;
+    }
+    writeFile(folder + relative, bytes, size);
+}
+
+bool commit(const std::string& baseFolder, const std::string& line)
+{
+    FileHandle config(std::fopen((baseFolder + "Cache/Cache.config").c_str(), "a+"));
+    if (!config)
+        return false;
+    return std::fputs(line.c_str(), config.get()) >= 0;
+}
+
+} // namespace DiskCache
+} // namespace Velda

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+namespace Velda {
+
+// The whole-project disk cache below the application data folder:
+//   Cache/Cache.config        line n is the index address of folder n
+//   Cache/cache_<n>/          index, <k>.mt, <k>.me
+//   Cache/cache_<n>/texs/     textures under their plain names
+// A project counts as cached once its line is committed, which happens when
+// every requested file has arrived.
+namespace DiskCache {
+
+// The cache root (the application data folder, with its trailing "/"). Set
+// on the GUI thread before the first remote job; read-only afterwards.
+void setRoot(const std::string& root);
+std::string root();
+
+// "file://" + an absolute path: three slashes in all.
+std::string localAddress(const std::string& absolutePath);
+
+// Lookup at start: on a hit, `rootPath` (the index address) and
+// `projectRoot` become file:// addresses into the cache folder.
+bool lookup(std::string& rootPath, std::string& projectRoot);
+
+// The worker half of a fetch: stores a remote file's bytes under its name in
+// the folder being filled. Local addresses (holding "Cache" or
+// "SkyResources") are left alone; an index address starts a new folder.
+void store(const std::string& url, const void* bytes, size_t size);
+
+// Appends the line to Cache/Cache.config below `baseFolder`. False when the
+// file cannot be opened; the line is then dropped.
+bool commit(const std::string& baseFolder, const std::string& line);
+
+// Lines of Cache.config as the cache counts them: fgets with 200 bytes, so a
+// line of 200 bytes or more counts several times.
+int countLines(const std::string& configPath);
+
+} // namespace DiskCache
+} // namespace Velda
