@@ -81,8 +81,9 @@ TEST(PackedData, InflateReportsCompleteness)
     Inflated out;
     ASSERT_TRUE(inflateDeclared(z.data(), bound, 1000, out));
     EXPECT_TRUE(out.complete);
-    EXPECT_EQ(out.bytes, plain);
+    EXPECT_EQ(std::vector<unsigned char>(out.bytes.get(), out.bytes.get() + out.produced), plain);
     ASSERT_TRUE(inflateDeclared(z.data(), bound / 2, 1000, out));
     EXPECT_FALSE(out.complete);
-    EXPECT_EQ(out.bytes.size(), 1000u);
+    EXPECT_EQ(out.size, 1000u);
+    EXPECT_LT(out.produced, 1000u);
 }
