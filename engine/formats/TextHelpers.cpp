@@ -160,6 +160,43 @@ std::wstring intToWide(int value)
     return utf8ToWide(formatted("%d", value));
 }
 
+std::wstring utf16ToWide(const char16_t* text, size_t maxUnits)
+{
+    std::wstring out;
+    for (size_t i = 0; i < maxUnits && text[i] != 0; ++i) {
+        const uint32_t u = text[i];
+        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < maxUnits && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+            out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (text[i + 1] - 0xDC00));
+            ++i;
+        } else if (u >= 0xD800 && u <= 0xDFFF) {
+            out += kReplacement;
+        } else {
+            out += static_cast<wchar_t>(u);
+        }
+    }
+    return out;
+}
+
+void utf8ToUtf16Field(const std::string& text, char16_t* field, size_t units)
+{
+    if (units == 0)
+        return;
+    size_t n = 0;
+    for (wchar_t w : utf8ToWide(text.c_str())) {
+        const uint32_t cp = static_cast<uint32_t>(w);
+        const size_t need = cp >= 0x10000 ? 2 : 1;
+        if (n + need > units - 1)
+            break;
+        if (need == 2) {
+            field[n++] = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+            field[n++] = static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+        } else {
+            field[n++] = static_cast<char16_t>(cp);
+        }
+    }
+    field[n] = 0;
+}
+
 std::string floatToText(float value)
 {
     if (std::fabs(value) < 0.0001f)

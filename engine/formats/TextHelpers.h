@@ -20,6 +20,13 @@ std::wstring systemToWide(const std::string& text);         // up to the first N
 
 std::wstring intToWide(int value);                          // "%d"
 
+// UTF-16 text of fixed-width fields: decoded up to the first zero unit, and
+// never past `maxUnits`. Unpaired surrogates become U+FFFD.
+std::wstring utf16ToWide(const char16_t* text, size_t maxUnits);
+// Encodes into a field of `units` units, always zero-terminated; text that
+// does not fit is cut at a whole character.
+void utf8ToUtf16Field(const std::string& text, char16_t* field, size_t units);
+
 // "0" when |value| < 0.0001, otherwise "%.3f". Used in every cache key.
 std::string floatToText(float value);
 

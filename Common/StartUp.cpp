@@ -1,0 +1,72 @@
+#include "Common/StartUp.h"
+
+#include "Common/GraphicsContext.h"
+#include "formats/TextHelpers.h"
+#include "jobs/HttpTransfer.h"
+#include "log/Log.h"
+#include "service/QemDllImport.h"
+#include "service/ServiceUrl.h"
+
+#include <rapidjson/document.h>
+
+namespace VeldaClient {
+
+namespace {
+
+// A descriptive value that is absent or not a string reads as empty.
+std::string stringOr(const rapidjson::Value& root, const char* key)
+{
+    if (!root.HasMember(key) || !root[key].IsString())
+        return std::string();
+    return std::string(root[key].GetString(), root[key].GetStringLength());
+}
+
+} // namespace
+
+std::string fetchProjectLookup()
+{
+    ProjectInfo* info = GraphicsContext::instance()->projectInfo();
+    const std::string url = serviceBaseUrl() + "/project/getthreedimensionsdis.action?projectid=" +
+                            std::to_string(info->projectid) + "&qemid=" + std::to_string(info->qemid) +
+                            "&sign=" + Velda::wideToSystem(info->signText);
+    return Velda::httpGet(url);
+}
+
+bool initializeProjectContext()
+{
+    VLOG << "Initialize Project Context Begin!";
+    if (!QemDllImport::isModuleReady())
+        return true;
+    VLOG << "Qem Ready!";
+    VLOG << "Service : " << serviceBaseUrl();
+
+    const std::string body = fetchProjectLookup();
+    rapidjson::Document root;
+    root.Parse(body.c_str());
+    if (root.HasParseError() || !root.IsObject())
+        return true;
+    if (root.HasMember("errorid") && !(root["errorid"].IsInt() && root["errorid"].GetInt() == 0))
+        return true;
+    if (!root.HasMember("serveradr") || !root.HasMember("downurl") || !root["serveradr"].IsString() ||
+        !root["downurl"].IsString())
+        return true;
+
+    VLOG << "Start load project info!";
+    GraphicsContext* context = GraphicsContext::instance();
+    ProjectInfo* info = context->projectInfo();
+    info->groupname = stringOr(root, "groupname");
+    info->groupid = stringOr(root, "groupid");
+    info->uploader = stringOr(root, "uploader");
+    info->uploaderqemid = stringOr(root, "uploaderqemid");
+    info->uploadtime = stringOr(root, "uploadtime");
+    info->projectname = stringOr(root, "projectname");
+    VLOG << "Project Id : " << info->projectid;
+
+    const std::string rootPath = stringOr(root, "serveradr") + stringOr(root, "downurl");
+    VLOG << "Root Path : " << rootPath;
+    context->setRootPath(rootPath);
+    VLOG << "Initialize Project Context Finished";
+    return false;
+}
+
+} // namespace VeldaClient
