@@ -1,0 +1,90 @@
+#include "Session.h"
+
+#include "platform/Platform.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <unistd.h>
+
+namespace QemGate {
+
+std::string sessionPath()
+{
+    const char* env = std::getenv("QEM_SESSION");
+    if (env && *env)
+        return env;
+    return Velda::Platform::appDataFolder() + "session.json";
+}
+
+bool readSession(const std::string& path, Session& session)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return false;
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (text.size() > 65536)
+        return false;
+    rapidjson::Document d;
+    d.Parse(text.c_str());
+    if (d.HasParseError() || !d.IsObject())
+        return false;
+    auto integer = [&d](const char* key, int32_t& out) {
+        if (d.HasMember(key) && d[key].IsInt())
+            out = d[key].GetInt();
+    };
+    auto readText = [&d](const char* key, std::string& out) {
+        if (d.HasMember(key) && d[key].IsString())
+            out.assign(d[key].GetString(), d[key].GetStringLength());
+    };
+    session = Session();
+    session.ready = d.HasMember("ready") && d["ready"].IsBool() && d["ready"].GetBool();
+    integer("state", session.state);
+    integer("projectid", session.projectId);
+    integer("qemid", session.qemid);
+    integer("msghandle", session.msgHandle);
+    readText("username", session.userName);
+    readText("sign", session.sign);
+    return true;
+}
+
+bool writeSession(const std::string& path, const Session& session)
+{
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> w(buffer);
+    w.StartObject();
+    w.Key("ready");
+    w.Bool(session.ready);
+    w.Key("state");
+    w.Int(session.state);
+    w.Key("projectid");
+    w.Int(session.projectId);
+    w.Key("qemid");
+    w.Int(session.qemid);
+    w.Key("username");
+    w.String(session.userName.c_str(), static_cast<rapidjson::SizeType>(session.userName.size()));
+    w.Key("sign");
+    w.String(session.sign.c_str(), static_cast<rapidjson::SizeType>(session.sign.size()));
+    w.Key("msghandle");
+    w.Int(session.msgHandle);
+    w.EndObject();
+
+    const std::string temporary = path + ".tmp." + std::to_string(getpid());
+    FILE* f = std::fopen(temporary.c_str(), "wb");
+    if (!f)
+        return false;
+    const bool written = std::fwrite(buffer.GetString(), 1, buffer.GetSize(), f) == buffer.GetSize() &&
+                         std::fflush(f) == 0 && fsync(fileno(f)) == 0;
+    if (std::fclose(f) != 0 || !written || std::rename(temporary.c_str(), path.c_str()) != 0) {
+        std::remove(temporary.c_str());
+        return false;
+    }
+    return true;
+}
+
+} // namespace QemGate
