@@ -20,7 +20,10 @@ cmake --build "$BUILD-asan" -j "$JOBS"
 XVFB=(xvfb-run -a -s "-screen 0 1280x800x24")
 
 echo "== Release tests (under Xvfb)"
-"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE fuzz
+"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE "fuzz|load"
+echo "== Service load (Release)"
+ctest --test-dir "$BUILD" -L load -V > "$BUILD/load.log" 2>&1 || { cat "$BUILD/load.log"; exit 1; }
+grep -E "(load|kill): " "$BUILD/load.log" || true
 
 echo "== Sanitizer tests (under Xvfb)"
 export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1"

@@ -1,6 +1,7 @@
 #include "Process.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -83,6 +84,75 @@ ProcessResult runProcess(const std::vector<std::string>& args)
     result.exitCode = result.exited ? WEXITSTATUS(status) : -1;
     result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     return result;
+}
+
+BackgroundProcess::BackgroundProcess(const std::vector<std::string>& args)
+{
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0)
+        throw std::runtime_error("pipe failed");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+    std::vector<char*> argv;
+    for (const std::string& a : args)
+        argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    const int rc = posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    out_ = fds[0];
+    if (rc != 0) {
+        close(out_);
+        throw std::runtime_error("cannot start " + args[0]);
+    }
+}
+
+BackgroundProcess::~BackgroundProcess()
+{
+    if (!reaped_) {
+        ::kill(pid_, SIGKILL);
+        wait();
+    }
+    if (out_ >= 0)
+        close(out_);
+}
+
+bool BackgroundProcess::readLine(std::string& line, int timeoutMs)
+{
+    for (;;) {
+        const size_t end = pending_.find('\n');
+        if (end != std::string::npos) {
+            line = pending_.substr(0, end);
+            pending_.erase(0, end + 1);
+            return true;
+        }
+        pollfd fd = {out_, POLLIN, 0};
+        const int ready = poll(&fd, 1, timeoutMs);
+        if (ready <= 0)
+            return false;
+        char buffer[4096];
+        const ssize_t n = read(out_, buffer, sizeof buffer);
+        if (n <= 0)
+            return false;
+        pending_.append(buffer, static_cast<size_t>(n));
+    }
+}
+
+void BackgroundProcess::kill(int signal)
+{
+    if (!reaped_)
+        ::kill(pid_, signal);
+}
+
+int BackgroundProcess::wait()
+{
+    if (!reaped_) {
+        while (waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
+        }
+        reaped_ = true;
+    }
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
 }
 
 } // namespace VeldaTest

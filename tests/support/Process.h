@@ -17,4 +17,30 @@ struct ProcessResult {
 // program's path) and collects both output streams.
 ProcessResult runProcess(const std::vector<std::string>& args);
 
+// A program running beside the test (a server, a listener). Its standard
+// output is read line by line; standard error goes to the test's. Killed
+// (SIGKILL) and reaped when the object goes, unless it ended before.
+class BackgroundProcess {
+public:
+    explicit BackgroundProcess(const std::vector<std::string>& args);
+    ~BackgroundProcess();
+    BackgroundProcess(const BackgroundProcess&) = delete;
+    BackgroundProcess& operator=(const BackgroundProcess&) = delete;
+
+    // The next line of output without its line feed; false when the program
+    // closed its output or the time ran out.
+    bool readLine(std::string& line, int timeoutMs = 10000);
+    void kill(int signal);
+    // Waits for the end; the exit code, or -signal when killed.
+    int wait();
+    int pid() const { return pid_; }
+
+private:
+    int pid_ = -1;
+    int out_ = -1;
+    std::string pending_;
+    bool reaped_ = false;
+    int status_ = 0;
+};
+
 } // namespace VeldaTest

@@ -1,0 +1,119 @@
+#include "formats/TextHelpers.h"
+#include "jobs/FileHelpers.h"
+#include "service/ClientMessage.h"
+#include "service/QemDllImport.h"
+
+#include "Process.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace VeldaClient;
+using VeldaTest::runProcess;
+
+namespace {
+
+class QemClient : public ::testing::Test {
+protected:
+    QemClient() : session(dir.file("session.json")), env("QEM_SESSION", session), runtime("XDG_RUNTIME_DIR", dir.path())
+    {
+    }
+    VeldaTest::ProcessResult client(std::vector<std::string> args)
+    {
+        args.insert(args.begin(), QEM_CLIENT_PATH);
+        return runProcess(args);
+    }
+    UserSignInfo user()
+    {
+        UserSignInfo info;
+        EXPECT_TRUE(QemDllImport::readUserSignInfo(0, info));
+        return info;
+    }
+
+    VeldaTest::TempDir dir;
+    std::string session;
+    VeldaTest::ScopedEnv env;
+    VeldaTest::ScopedEnv runtime;
+};
+
+} // namespace
+
+TEST_F(QemClient, SessionDrivesTheSignModule)
+{
+    // No session: not ready, and the client counts as gone.
+    EXPECT_FALSE(QemDllImport::isModuleReady());
+    EXPECT_EQ(QemDllImport::clientState(0), kClientGone);
+    EXPECT_EQ(client({"renew"}).exitCode, 1);
+
+    ASSERT_EQ(client({"login", "--project", "7", "--user", "1001", "--name", "张三 Zhang", "--sign", "s1",
+                      "--handle", "4242"})
+                  .exitCode,
+              0);
+    EXPECT_TRUE(QemDllImport::isModuleReady());
+    ProjectInfoOut project;
+    ASSERT_TRUE(QemDllImport::readProjectInfo(project));
+    EXPECT_EQ(project.projectId, 7);
+    UserSignInfo info = user();
+    EXPECT_EQ(info.qemid, 1001);
+    EXPECT_EQ(Velda::utf16ToWide(info.userName, 50), L"张三 Zhang");
+    EXPECT_EQ(Velda::utf16ToWide(info.signText, 128), L"s1");
+    EXPECT_EQ(QemDllImport::msgHandle(1001), 4242);
+    EXPECT_EQ(QemDllImport::clientState(1001), kClientOnline);
+
+    // Read anew at every call: a renewed sign is there at once.
+    const VeldaTest::ProcessResult renewed = client({"renew"});
+    ASSERT_EQ(renewed.exitCode, 0);
+    EXPECT_EQ(Velda::utf16ToWide(user().signText, 128), Velda::utf8ToWide(renewed.out.substr(0, 32)));
+    ASSERT_EQ(client({"renew", "--sign", "s2"}).exitCode, 0);
+    EXPECT_EQ(Velda::utf16ToWide(user().signText, 128), L"s2");
+    EXPECT_NE(client({"status"}).out.find("state 1"), std::string::npos);
+
+    ASSERT_EQ(client({"logout"}).exitCode, 0);
+    EXPECT_EQ(QemDllImport::clientState(1001), 2);
+    EXPECT_TRUE(QemDllImport::isModuleReady());
+    ASSERT_EQ(client({"quit"}).exitCode, 0);
+    EXPECT_EQ(QemDllImport::clientState(1001), kClientGone);
+    EXPECT_FALSE(QemDllImport::isModuleReady());
+
+    Velda::writeTextFile(session, "{\"ready\": false, \"state\": 1}");
+    EXPECT_FALSE(QemDllImport::isModuleReady());
+    Velda::writeTextFile(session, "not json");
+    EXPECT_FALSE(QemDllImport::isModuleReady());
+    EXPECT_EQ(client({"login", "--project", "x"}).exitCode, 1);
+}
+
+TEST_F(QemClient, LongTextsAreCutToTheirFields)
+{
+    const std::string longName(80, 'n');
+    const std::string longSign(300, 's');
+    ASSERT_EQ(client({"login", "--project", "1", "--user", "2", "--name", longName + "水", "--sign", longSign})
+                  .exitCode,
+              0);
+    const UserSignInfo info = user();
+    EXPECT_EQ(Velda::utf16ToWide(info.userName, 50), std::wstring(49, L'n'));
+    EXPECT_EQ(Velda::utf16ToWide(info.signText, 128), std::wstring(127, L's'));
+    // Taken up to the first zero unit, not by the width of the field.
+    UserSignInfo padded{};
+    padded.userName[0] = u'a';
+    padded.userName[2] = u'b';
+    EXPECT_EQ(Velda::utf16ToWide(padded.userName, 50), L"a");
+}
+
+TEST_F(QemClient, ListensForTheViewersMessages)
+{
+    ASSERT_EQ(client({"login", "--project", "7", "--user", "1001", "--name", "n", "--sign", "s", "--handle", "77"})
+                  .exitCode,
+              0);
+    EXPECT_FALSE(postClientMessage(77, 5069, 5, 0));  // nobody listens yet: fails silently
+    EXPECT_FALSE(postClientMessage(0, 5069, 5, 0));
+    VeldaTest::BackgroundProcess listener({QEM_CLIENT_PATH, "listen", "--count", "2"});
+    std::string line;
+    ASSERT_TRUE(listener.readLine(line));
+    EXPECT_EQ(line, "listening on " + clientSocketPath(77));
+    EXPECT_TRUE(postClientMessage(QemDllImport::msgHandle(1001), 5069, 5, 0));
+    EXPECT_TRUE(postClientMessage(77, 5069, 5, 0));
+    ASSERT_TRUE(listener.readLine(line));
+    EXPECT_EQ(line, "message 5069 5 0");
+    ASSERT_TRUE(listener.readLine(line));
+    EXPECT_EQ(listener.wait(), 0);
+}

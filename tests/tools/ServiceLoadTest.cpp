@@ -1,0 +1,165 @@
+// Loopback load on the real service, then a hard kill in the middle of a
+// stream of record saves: every save that was answered must be there after
+// a restart, and none torn.
+#include "ServiceHarness.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+bool answeredOk(const httplib::Result& r)
+{
+    return r && r->status == 200 && r->body.find("\"errorid\":0") != std::string::npos;
+}
+
+} // namespace
+
+TEST(ServiceLoad, SixteenClientsTwentyThousandCalls)
+{
+    VeldaTest::ServiceHarness service;
+    const std::string root = service.rootPath();
+    const std::string filePath = root.substr(root.find("/project/")) + "texs%2Fbrick%20wall%20%E6%B0%B4.jpg";
+    const int clients = 16, callsEach = 1250;
+    std::atomic<int> failures{0};
+    std::mutex mutex;
+    std::vector<double> latencies;
+    latencies.reserve(clients * callsEach);
+
+    const auto start = Clock::now();
+    std::vector<std::thread> threads;
+    for (int c = 0; c < clients; ++c) {
+        threads.emplace_back([&, c] {
+            httplib::Client client(service.url());
+            client.set_keep_alive(true);
+            client.set_tcp_nodelay(true);
+            std::vector<double> mine;
+            for (int i = 0; i < callsEach; ++i) {
+                const auto t0 = Clock::now();
+                bool ok = false;
+                switch ((c + i) % 4) {
+                case 0:
+                    ok = answeredOk(client.Get(("/project/get3drecordinfo.action?" + service.common()).c_str()));
+                    break;
+                case 1:
+                    ok = answeredOk(client.Get(("/project/getthreedimensionsdis.action?" + service.common()).c_str()));
+                    break;
+                case 2: {
+                    const std::string body = service.common() + "&postion={\"client\":" + std::to_string(c) +
+                                             ",\"call\":" + std::to_string(i) + ",\"text\":\"a+b=c&d%e 水\"}";
+                    ok = answeredOk(client.Post("/project/save3drecord.action", body, "application/x-www-form-urlencoded"));
+                    break;
+                }
+                default: {
+                    const auto r = client.Get(filePath.c_str());
+                    ok = r && r->status == 200 && r->body.size() == 65536;
+                    break;
+                }
+                }
+                if (!ok)
+                    ++failures;
+                mine.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+            }
+            std::lock_guard<std::mutex> lock(mutex);
+            latencies.insert(latencies.end(), mine.begin(), mine.end());
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::sort(latencies.begin(), latencies.end());
+    const double p50 = latencies[latencies.size() / 2];
+    const double p99 = latencies[latencies.size() * 99 / 100];
+    std::printf("load: %zu calls from %d clients in %.2f s: %.0f requests/s, p50 %.2f ms, p99 %.2f ms, %d failures\n",
+                latencies.size(), clients, seconds, latencies.size() / seconds, p50, p99, failures.load());
+    RecordProperty("requests_per_second", static_cast<int>(latencies.size() / seconds));
+    EXPECT_EQ(latencies.size(), static_cast<size_t>(clients * callsEach));
+    EXPECT_EQ(failures.load(), 0);
+}
+
+TEST(ServiceLoad, AKillLosesNoAnsweredSave)
+{
+    VeldaTest::ServiceHarness service;
+    std::mutex mutex;
+    std::vector<std::string> answered;
+    std::set<std::string> sent;
+    std::atomic<bool> stop{false};
+
+    std::thread writer([&] {
+        httplib::Client client(service.url());
+        client.set_connection_timeout(1);
+        for (int i = 0; !stop; ++i) {
+            const std::string record = "{\"save\":" + std::to_string(i) + ",\"pad\":\"" + std::string(3000, 'p') +
+                                       "\",\"text\":\"x=1&y=2+3%\"}";
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                sent.insert(record);
+            }
+            if (answeredOk(client.Post("/project/save3drecord.action", service.common() + "&postion=" + record,
+                                       "application/x-www-form-urlencoded"))) {
+                std::lock_guard<std::mutex> lock(mutex);
+                answered.push_back(record);
+            } else if (i > 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+        }
+    });
+    for (int i = 0; i < 4000; ++i) {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (answered.size() >= 300)
+                break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    service.kill(SIGKILL);  // in the middle of the stream
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    stop = true;
+    writer.join();
+    ASSERT_GE(answered.size(), 100u);
+    ASSERT_LT(answered.size(), 480u);  // all within the kept history
+
+    service.start();  // the same data folder
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open_v2((service.dataFolder() + "/service.db").c_str(), &db, SQLITE_OPEN_READONLY, nullptr),
+              SQLITE_OK);
+    std::vector<std::string> history;
+    sqlite3_stmt* s = nullptr;
+    sqlite3_prepare_v2(db, "SELECT recordinfo FROM record_history WHERE projectid = 7 ORDER BY id", -1, &s, nullptr);
+    while (sqlite3_step(s) == SQLITE_ROW)
+        history.emplace_back(static_cast<const char*>(sqlite3_column_blob(s, 0)),
+                             static_cast<size_t>(sqlite3_column_bytes(s, 0)));
+    sqlite3_finalize(s);
+    std::string current;
+    sqlite3_prepare_v2(db, "SELECT recordinfo FROM records WHERE projectid = 7", -1, &s, nullptr);
+    if (sqlite3_step(s) == SQLITE_ROW)
+        current.assign(static_cast<const char*>(sqlite3_column_blob(s, 0)),
+                       static_cast<size_t>(sqlite3_column_bytes(s, 0)));
+    sqlite3_finalize(s);
+    sqlite3_close(db);
+
+    std::printf("kill: %zu saves answered before SIGKILL, %zu stored\n", answered.size(), history.size());
+    const std::set<std::string> stored(history.begin(), history.end());
+    for (const std::string& a : answered)
+        EXPECT_TRUE(stored.count(a)) << "an answered save is lost";
+    for (const std::string& h : history)
+        EXPECT_TRUE(sent.count(h)) << "a stored record is torn";
+    ASSERT_FALSE(history.empty());
+    EXPECT_EQ(current, history.back());
+
+    // And the restarted service serves it.
+    httplib::Client client(service.url());
+    const auto r = client.Get(("/project/get3drecordinfo.action?" + service.common()).c_str());
+    ASSERT_TRUE(answeredOk(r));
+}
