@@ -11,6 +11,7 @@
 #include "platform/Platform.h"
 
 #include "GLHarness.h"
+#include "JobPump.h"
 #include "ProjectSamples.h"
 #include "TempDir.h"
 #include "TestImages.h"
@@ -40,16 +41,7 @@ protected:
         GLTest::TearDown();
     }
 
-    void pump()
-    {
-        JobManager& jobs = JobManager::instance();
-        for (int i = 0; i < 200000 && !jobs.idle(); ++i) {
-            jobs.finishOne();
-            if (jobs.finishedJobs().empty())
-                std::this_thread::sleep_for(std::chrono::microseconds(50));
-        }
-        ASSERT_TRUE(jobs.idle());
-    }
+    void pump() { ASSERT_TRUE(VeldaTest::pumpJobs()); }
 
     // Loads every variant under its own name, in batches, and checks that
     // each one ends ready or (a bundle) unready, never anything worse.

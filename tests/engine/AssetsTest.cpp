@@ -19,6 +19,7 @@
 #include "render/TextureCube.h"
 
 #include "GLHarness.h"
+#include "JobPump.h"
 #include "TempDir.h"
 #include "TestImages.h"
 
@@ -50,16 +51,7 @@ protected:
         GLTest::TearDown();
     }
 
-    // Hands finished jobs over one at a time, as the frame loop does.
-    void pump()
-    {
-        JobManager& jobs = JobManager::instance();
-        for (int i = 0; i < 5000 && !jobs.idle(); ++i) {
-            jobs.finishOne();
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
-        }
-        ASSERT_TRUE(jobs.idle());
-    }
+    void pump() { ASSERT_TRUE(VeldaTest::pumpJobs()); }
 
     std::string put(const std::string& name, const std::vector<unsigned char>& bytes)
     {

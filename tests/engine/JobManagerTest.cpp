@@ -1,6 +1,8 @@
 #include "jobs/JobManager.h"
 #include "jobs/LoadJob.h"
 
+#include "JobPump.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -55,15 +57,9 @@ private:
     int throwsLeft_;
 };
 
-// Pumps like the frame loop: one finishOne per turn, until all is done.
 void pump()
 {
-    JobManager& jobs = JobManager::instance();
-    for (int i = 0; i < 5000 && !jobs.idle(); ++i) {
-        jobs.finishOne();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ASSERT_TRUE(jobs.idle());
+    ASSERT_TRUE(VeldaTest::pumpJobs());
 }
 
 } // namespace
@@ -104,8 +100,7 @@ TEST(JobManager, AFailingFinishKeepsItsJobInFront)
     NoteJob stubborn("stubborn", nullptr, 2), behind("behind");
     jobs.addJob(&stubborn);
     jobs.addJob(&behind);
-    for (int i = 0; i < 1000 && jobs.finishedJobs().size() < 2; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(VeldaTest::waitForFinished(2));
     EXPECT_THROW(jobs.finishOne(), std::runtime_error);
     EXPECT_THROW(jobs.finishOne(), std::runtime_error);
     EXPECT_EQ(jobs.finishedJobs().front(), &stubborn);
