@@ -3,7 +3,10 @@
 #include <GL/glx.h>
 #include <X11/Xlib.h>
 
+#include <chrono>
+#include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 namespace VeldaTest {
 
@@ -27,7 +30,15 @@ struct GLContext::Native {
 
 GLContext::GLContext(int width, int height) : native_(new Native)
 {
-    native_->display = XOpenDisplay(nullptr);
+    // A busy X server can refuse a connection for a moment (tests open and
+    // close displays in parallel), so the open is tried for a while.
+    for (int attempt = 0; attempt < 100 && !native_->display; ++attempt) {
+        native_->display = XOpenDisplay(nullptr);
+        if (!native_->display && std::getenv("DISPLAY"))
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        else if (!native_->display)
+            break;
+    }
     if (!native_->display)
         throw std::runtime_error("no X display: run the GL tests under xvfb-run");
     const int configAttributes[] = {GLX_DRAWABLE_TYPE, GLX_PBUFFER_BIT, GLX_RENDER_TYPE, GLX_RGBA_BIT,
