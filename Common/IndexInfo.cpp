@@ -119,7 +119,8 @@ IndexInfo::IndexInfo(const unsigned char* data, unsigned int size)
             } else if (c->name == L"meshes") {
                 meshFiles_ = readNumberNames(*c);
             } else if (c->name == L"objs") {
-                objectCount_ = static_cast<uint32_t>(c->children.size());
+                // Large scenes split their objects over several groups.
+                objectCount_ += static_cast<uint32_t>(c->children.size());
                 for (const VeldaDocNode* o : c->children) {
                     IndexObject object = readObject(*o);
                     objects_.emplace(object.id, std::move(object));  // a repeated id keeps the first

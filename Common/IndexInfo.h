@@ -37,6 +37,7 @@ public:
     int32_t version() const { return version_; }
     std::vector<std::string> materialFiles() const { return materialFiles_; }
     std::vector<std::string> meshFiles() const { return meshFiles_; }
+    // Children of "objs", summed over the groups of a scene too large for one.
     uint32_t objectCount() const { return objectCount_; }
     // By id, ascending; of two objects with one id the first stays.
     std::map<int32_t, IndexObject> objects() const { return objects_; }
