@@ -1,0 +1,125 @@
+// velda-pack: turns a model file (glTF, OBJ, FBX, COLLADA, 3DS, PLY, STL,
+// IFC and the importer's other formats) into a project folder the viewer
+// streams: index, <n>.mt, <n>.me and texs/. "velda-pack synth" generates a
+// city instead, for scale tests.
+#include "ModelReader.h"
+#include "PackError.h"
+#include "ProjectWriter.h"
+#include "SynthCity.h"
+
+#include <cerrno>
+#include <climits>
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+const char* const kUsage =
+    "usage: velda-pack MODEL OUTPUT [--up y|z] [--bundle-bytes N] [--report]\n"
+    "       velda-pack synth OUTPUT [--buildings N | --objects N] [--detail N] [--seed N] [--bundle-bytes N] [--report]\n"
+    "  OUTPUT is a project folder that must not exist yet.\n"
+    "  --up: the source's up axis (default: y, but z for STL and PLY); the project is +z up.\n"
+    "  --bundle-bytes: uncompressed size cap of one bundle (default 4194304).\n"
+    "  --memory-limit MB: address space the packer may use (default: half the memory).\n";
+
+bool number(const std::string& text, unsigned long long& out)
+{
+    if (text.empty() || text[0] == '-')
+        return false;
+    char* end = nullptr;
+    errno = 0;
+    out = std::strtoull(text.c_str(), &end, 10);
+    return errno == 0 && *end == '\0';
+}
+
+// A file that claims billions of vertices must fail fast instead of
+// driving the machine into swap: the address space is capped at half the
+// memory (never below 2 GiB). Sanitizer builds reserve vast address space
+// for their own use and go without the cap.
+void limitMemory(unsigned long long megabytes)
+{
+#if !defined(__SANITIZE_ADDRESS__)
+    if (megabytes == 0) {
+        const unsigned long long physical =
+            static_cast<unsigned long long>(sysconf(_SC_PHYS_PAGES)) * static_cast<unsigned long long>(sysconf(_SC_PAGESIZE));
+        megabytes = std::max(2048ull, physical / 2 / (1024 * 1024));
+    }
+    const rlim_t bytes = static_cast<rlim_t>(megabytes) * 1024 * 1024;
+    rlimit limit{bytes, bytes};
+    setrlimit(RLIMIT_AS, &limit);
+#else
+    (void)megabytes;
+#endif
+}
+
+int fail(const std::string& why)
+{
+    std::cerr << "velda-pack: " << why << "\n";
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc >= 2 && (std::string(argv[1]) == "-h" || std::string(argv[1]) == "--help")) {
+        std::cout << kUsage;
+        return 0;
+    }
+    if (argc < 3) {
+        std::cerr << kUsage;
+        return 2;
+    }
+    const bool synth = std::string(argv[1]) == "synth";
+    const std::string source = argv[1], output = argv[2];
+    VeldaPack::ReadOptions read;
+    VeldaPack::PackOptions pack;
+    VeldaPack::SynthOptions city;
+    bool report = false;
+    unsigned long long memoryLimit = 0;
+    for (int i = 3; i < argc; ++i) {
+        const std::string key = argv[i];
+        unsigned long long value = 0;
+        const bool hasValue = i + 1 < argc;
+        if (key == "--report") {
+            report = true;
+        } else if (key == "--up" && hasValue && !synth) {
+            const std::string axis = argv[++i];
+            if (axis != "y" && axis != "z")
+                return fail("--up takes y or z");
+            read.up = axis == "y" ? VeldaPack::UpAxis::Y : VeldaPack::UpAxis::Z;
+        } else if (key == "--bundle-bytes" && hasValue && number(argv[++i], value) && value >= 4096) {
+            pack.bundleBytes = read.bundleBytes = value;
+        } else if (synth && (key == "--buildings" || key == "--objects") && hasValue && number(argv[++i], value) &&
+                   value >= 1 && value <= 10000000) {
+            city.buildings = static_cast<uint32_t>(key == "--objects" ? std::max(1ull, (value - 2 + 1) / 2) : value);
+        } else if (key == "--memory-limit" && hasValue && number(argv[++i], value) && value >= 256) {
+            memoryLimit = value;
+        } else if (synth && key == "--detail" && hasValue && number(argv[++i], value) && value >= 1 && value <= 64) {
+            city.detail = static_cast<uint32_t>(value);
+        } else if (synth && key == "--seed" && hasValue && number(argv[++i], value)) {
+            city.seed = static_cast<uint32_t>(value);
+        } else {
+            std::cerr << "velda-pack: bad option " << key << "\n" << kUsage;
+            return 2;
+        }
+    }
+    limitMemory(memoryLimit);
+    try {
+        VeldaPack::PackScene scene = synth ? VeldaPack::synthCity(city) : VeldaPack::readModel(source, read);
+        const VeldaPack::PackReport result = VeldaPack::ProjectWriter::write(scene, output, pack);
+        if (report)
+            std::cout << "velda-pack: " << output << ": " << result.line() << "\n";
+    } catch (const VeldaPack::PackError& e) {
+        return fail(e.what());
+    } catch (const std::bad_alloc&) {
+        return fail(source + ": out of memory reading the model (see --memory-limit)");
+    } catch (const std::exception& e) {
+        return fail(std::string("failed: ") + e.what());
+    }
+    return 0;
+}
