@@ -1,0 +1,392 @@
+// velda-pack's output read back by the engine's own readers (IndexInfo and
+// bundle unpacking, not the packer's code), against what the model importer
+// reports for the same file.
+#include "Common/IndexInfo.h"
+#include "formats/PackedData.h"
+#include "formats/TextHelpers.h"
+#include "formats/VeldaDocNode.h"
+#include "jobs/FileHelpers.h"
+
+#include "ModelReader.h"
+#include "ProjectWriter.h"
+#include "Process.h"
+#include "TempDir.h"
+
+#include <assimp/Importer.hpp>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+#include <gtest/gtest.h>
+#include <FreeImage.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+
+namespace fs = std::filesystem;
+using Velda::VeldaDocNode;
+
+namespace {
+
+const std::string kModels = "/usr/share/assimp/models/";
+
+struct Reported {
+    size_t objects = 0, meshes = 0, materials = 0;
+    uint64_t triangles = 0;
+};
+
+// Counts as the importer reports them: every node's use of a triangle mesh
+// is an object; distinct meshes, their materials and their triangles.
+Reported importerCounts(const std::string& path)
+{
+    Assimp::Importer importer;
+    importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
+    const aiScene* scene = importer.ReadFile(path, VeldaPack::importFlags());
+    EXPECT_NE(scene, nullptr) << importer.GetErrorString();
+    Reported r;
+    if (!scene)
+        return r;
+    std::set<unsigned> meshes, materials;
+    std::vector<const aiNode*> stack = {scene->mRootNode};
+    while (!stack.empty()) {
+        const aiNode* node = stack.back();
+        stack.pop_back();
+        for (unsigned c = 0; c < node->mNumChildren; ++c)
+            stack.push_back(node->mChildren[c]);
+        for (unsigned k = 0; k < node->mNumMeshes; ++k) {
+            const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
+            if (!(mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE) || mesh->mNumFaces == 0)
+                continue;
+            ++r.objects;
+            if (meshes.insert(node->mMeshes[k]).second)
+                r.triangles += mesh->mNumFaces;
+            materials.insert(mesh->mMaterialIndex);
+        }
+    }
+    r.meshes = meshes.size();
+    r.materials = materials.size();
+    return r;
+}
+
+std::vector<unsigned char> bytesOf(const std::string& path)
+{
+    const std::pair<char*, size_t> f = Velda::readFile(path);
+    std::vector<unsigned char> bytes(f.first, f.first + f.second);
+    delete[] f.first;
+    return bytes;
+}
+
+struct Bundles {
+    std::map<int32_t, std::set<std::wstring>> meshSets;  // mesh id: its index sets
+    std::map<int32_t, std::vector<std::wstring>> textures;  // material id: texture names
+    std::map<int32_t, std::wstring> materialNames;
+    uint64_t triangles = 0;
+};
+
+Bundles readBundles(const std::string& folder, const VeldaClient::IndexInfo& index)
+{
+    Bundles b;
+    for (const std::string& n : index.meshFiles()) {
+        const std::vector<unsigned char> file = bytesOf(folder + "/" + n + ".me");
+        Velda::BundleHeader header;
+        EXPECT_TRUE(Velda::readBundleHeader(file.data(), file.size(), header));
+        const int handed = Velda::unpackBundle(file.data(), file.size(), [&](int, std::unique_ptr<VeldaDocNode> doc, uint32_t) {
+            const int32_t id = doc->child(L"id")->firstInt32();
+            for (const VeldaDocNode* set : doc->child(L"indices")->children) {
+                b.meshSets[id].insert(set->name);
+                b.triangles += set->count / 3;
+                EXPECT_EQ(set->type, doc->child(L"vnum")->firstInt32() <= 65535 ? Velda::kTagUInt16Array
+                                                                               : Velda::kTagInt32Array);
+            }
+            for (const VeldaDocNode* group : doc->child(L"attribs")->children)
+                EXPECT_EQ(group->name.find(L'/'), std::wstring::npos);  // one attribute a group
+        });
+        EXPECT_EQ(handed, header.documents);
+    }
+    for (const std::string& n : index.materialFiles()) {
+        const std::vector<unsigned char> file = bytesOf(folder + "/" + n + ".mt");
+        Velda::unpackBundle(file.data(), file.size(), [&](int, std::unique_ptr<VeldaDocNode> doc, uint32_t) {
+            const int32_t id = doc->child(L"id")->firstInt32();
+            b.materialNames[id] = doc->child(L"name")->stringValue();
+            b.textures[id];
+            if (const VeldaDocNode* tex = doc->child(L"tex"))
+                for (uint32_t i = 0; i < tex->count; ++i)
+                    if (!tex->stringValue(i).empty())
+                        b.textures[id].push_back(tex->stringValue(i));
+        });
+    }
+    return b;
+}
+
+// The image decodes at 24 or 32 bits, with rows exactly as wide as the pixels.
+void expectViewerReadable(const std::string& path)
+{
+    FreeImage_Initialise(FALSE);
+    const FREE_IMAGE_FORMAT format = FreeImage_GetFileType(path.c_str(), 0);
+    FIBITMAP* image = FreeImage_Load(format, path.c_str(), 0);
+    ASSERT_NE(image, nullptr) << path;
+    const unsigned bpp = FreeImage_GetBPP(image);
+    EXPECT_TRUE(bpp == 24 || bpp == 32) << path << " has " << bpp << " bits";
+    EXPECT_EQ(FreeImage_GetPitch(image), FreeImage_GetWidth(image) * bpp / 8) << path;
+    FreeImage_Unload(image);
+}
+
+void expectRoundTrip(const std::string& model, const std::string& folder)
+{
+    SCOPED_TRACE(model);
+    const std::vector<unsigned char> indexFile = bytesOf(folder + "/index");
+    const VeldaClient::IndexInfo index(indexFile.data(), static_cast<unsigned>(indexFile.size()));
+    const Bundles bundles = readBundles(folder, index);
+    const Reported expected = importerCounts(model);
+
+    EXPECT_EQ(index.objectCount(), expected.objects);
+    EXPECT_EQ(index.objects().size(), expected.objects);
+    size_t surfaces = 0;
+    for (const auto& entry : index.objects()) {
+        const VeldaClient::IndexObject& o = entry.second;
+        ASSERT_EQ(o.surfaces.size(), 1u);  // one mesh and one material an object
+        ++surfaces;
+        const VeldaClient::IndexSurface& s = o.surfaces[0];
+        ASSERT_TRUE(bundles.meshSets.count(s.meshId)) << "mesh " << s.meshId;
+        EXPECT_TRUE(bundles.meshSets.at(s.meshId).count(Velda::utf8ToWide(s.name)));
+        EXPECT_TRUE(bundles.materialNames.count(s.materialId)) << "material " << s.materialId;
+        EXPECT_TRUE(o.castShadow);
+        EXPECT_LE(o.bounds.getMin().z, o.bounds.getMax().z);
+    }
+    EXPECT_EQ(surfaces, expected.objects);
+    EXPECT_EQ(bundles.meshSets.size(), expected.meshes);
+    EXPECT_EQ(bundles.materialNames.size(), expected.materials);
+    EXPECT_EQ(bundles.triangles, expected.triangles);
+    for (const auto& m : bundles.textures)
+        for (const std::wstring& name : m.second) {
+            const std::string file = folder + "/" + Velda::wideToUtf8(name);
+            EXPECT_EQ(name.compare(0, 5, L"texs/"), 0);
+            ASSERT_TRUE(fs::exists(file)) << file;
+            expectViewerReadable(file);
+        }
+}
+
+VeldaTest::ProcessResult pack(const std::vector<std::string>& args)
+{
+    std::vector<std::string> all = {VELDA_PACK_PATH};
+    all.insert(all.end(), args.begin(), args.end());
+    return VeldaTest::runProcess(all);
+}
+
+} // namespace
+
+TEST(Pack, ModelsRoundTripThroughTheEnginesReaders)
+{
+    VeldaTest::TempDir dir;
+    for (const char* model : {"glTF/CesiumMilkTruck/CesiumMilkTruck.gltf", "Collada/duck.dae", "OBJ/box.obj",
+                              "3DS/fels.3ds", "PLY/cube.ply", "STL/Spider_ascii.stl", "FBX/box.fbx",
+                              "glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb"}) {
+        const std::string out = dir.file(fs::path(model).filename().string());
+        const VeldaTest::ProcessResult r = pack({kModels + model, out, "--report"});
+        ASSERT_EQ(r.exitCode, 0) << model << ": " << r.err;
+        EXPECT_NE(r.out.find("objects "), std::string::npos);
+        expectRoundTrip(kModels + model, out);
+    }
+    // The truck's texture and the duck's survive as JPGs under texs/.
+    EXPECT_TRUE(fs::exists(dir.file("CesiumMilkTruck.gltf/texs/CesiumMilkTruck.jpg")));
+    EXPECT_TRUE(fs::exists(dir.file("duck.dae/texs/duckCM.jpg")));
+}
+
+TEST(Pack, TheHouseStandsAlongZ)
+{
+    VeldaTest::TempDir dir;
+    const std::string model = kModels + "IFC/AC14-FZK-Haus.ifc";
+    ASSERT_EQ(pack({model, dir.file("house")}).exitCode, 0);
+    expectRoundTrip(model, dir.file("house"));
+    const std::vector<unsigned char> file = bytesOf(dir.file("house/index"));
+    const VeldaClient::IndexInfo index(file.data(), static_cast<unsigned>(file.size()));
+    EXPECT_GT(index.objectCount(), 100u);
+    const Velda::Vector3 size = index.bounds().getMax() - index.bounds().getMin();
+    EXPECT_GT(size.z, 5.0f);   // two storeys and a roof
+    EXPECT_LT(size.z, 12.0f);
+    EXPECT_GT(size.x, size.z);
+    EXPECT_GT(size.y, size.z);
+    EXPECT_GT(index.bounds().getMax().z, 5.0f);  // the roof is up, not down
+
+    // The same house told that it is z-up lies on its side.
+    ASSERT_EQ(pack({model, dir.file("side"), "--up", "z"}).exitCode, 0);
+    const std::vector<unsigned char> sideFile = bytesOf(dir.file("side/index"));
+    const VeldaClient::IndexInfo side(sideFile.data(), static_cast<unsigned>(sideFile.size()));
+    EXPECT_GT((side.bounds().getMax() - side.bounds().getMin()).z, 12.0f);
+}
+
+TEST(Pack, BadInputLeavesNothingBehind)
+{
+    VeldaTest::TempDir dir;
+    const std::string texts[] = {kModels + "invalid/empty.obj", kModels + "invalid/readme.txt",
+                                 kModels + "invalid/OutOfMemory.off", dir.file("missing.gltf")};
+    for (const std::string& input : texts) {
+        SCOPED_TRACE(input);
+        const VeldaTest::ProcessResult r = pack({input, dir.file("out")});
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;  // one line
+        EXPECT_EQ(r.err.compare(0, 12, "velda-pack: "), 0);
+        EXPECT_FALSE(fs::exists(dir.file("out")));
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 0);
+
+    ASSERT_EQ(pack({kModels + "OBJ/box.obj", dir.file("box")}).exitCode, 0);
+    const VeldaTest::ProcessResult again = pack({kModels + "OBJ/box.obj", dir.file("box")});
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_NE(again.err.find("exists already"), std::string::npos);
+    EXPECT_EQ(pack({kModels + "OBJ/box.obj", dir.file("x"), "--up", "w"}).exitCode, 1);
+    EXPECT_EQ(pack({kModels + "OBJ/box.obj"}).exitCode, 2);
+}
+
+TEST(Pack, SynthesisedCity)
+{
+    VeldaTest::TempDir dir;
+    const std::string out = dir.file("city");
+    const VeldaTest::ProcessResult r = pack({"synth", out, "--buildings", "300", "--bundle-bytes", "65536", "--report"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const std::vector<unsigned char> indexFile = bytesOf(out + "/index");
+    const VeldaClient::IndexInfo index(indexFile.data(), static_cast<unsigned>(indexFile.size()));
+    EXPECT_EQ(index.objectCount(), 602u);
+    EXPECT_GT(index.meshFiles().size(), 3u);  // the cap splits the meshes over bundles
+    const Bundles bundles = readBundles(out, index);
+    EXPECT_EQ(bundles.meshSets.size(), 602u);
+    bool water = false;
+    for (const auto& m : bundles.materialNames)
+        water = water || Velda::wideToUtf8(m.second).find("水") != std::string::npos;
+    EXPECT_TRUE(water);
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(out + "/texs")) {
+        names.insert(entry.path().filename().string());
+        expectViewerReadable(entry.path().string());
+    }
+    EXPECT_TRUE(names.count("facade brick A.jpg"));
+    EXPECT_TRUE(names.count("玻璃 窗.png"));
+    EXPECT_TRUE(names.count("外墙 混凝土.jpg"));
+    // Largest first: ground and river, then the buildings by size, so that
+    // the big shapes are on screen in the first frames.
+    float previous = 3.4e38f;
+    for (const auto& entry : index.objects()) {
+        Velda::AABB3 box = entry.second.bounds;
+        const float diagonal = (box.getMax() - box.getMin()).length();
+        EXPECT_LE(diagonal, previous + 1e-3f) << entry.second.name;
+        previous = diagonal;
+    }
+    EXPECT_EQ(index.objects().begin()->second.name, "ground");
+}
+
+TEST(Pack, ScenesBeyondOneObjectGroup)
+{
+    // A node counts its children in 16 bits; the index then holds several
+    // groups of objects, which the reader joins.
+    VeldaPack::PackScene scene;
+    scene.materials.resize(1);
+    scene.meshCount = 1;
+    scene.meshTriangles = {1};
+    scene.mesh = [](uint32_t) {
+        VeldaPack::PackMesh m;
+        m.positions = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+        m.normals = {0, 0, 1, 0, 0, 1, 0, 0, 1};
+        m.indices = {0, 1, 2};
+        return m;
+    };
+    for (int i = 0; i < 70000; ++i) {
+        VeldaPack::PackObject o;
+        o.name = "o";
+        const float m[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, static_cast<float>(i), 0, 0, 1};
+        std::copy(m, m + 16, o.matrix);
+        const float lo[3] = {static_cast<float>(i), 0, 0}, hi[3] = {i + 1.0f, 1, 0};
+        std::copy(lo, lo + 3, o.min);
+        std::copy(hi, hi + 3, o.max);
+        scene.objects.push_back(o);
+    }
+    VeldaTest::TempDir dir;
+    VeldaPack::ProjectWriter::write(scene, dir.file("many"), VeldaPack::PackOptions());
+    const std::vector<unsigned char> file = bytesOf(dir.file("many/index"));
+    const VeldaClient::IndexInfo index(file.data(), static_cast<unsigned>(file.size()));
+    EXPECT_EQ(index.objectCount(), 70000u);
+    EXPECT_EQ(index.objects().size(), 70000u);
+    EXPECT_EQ(index.bounds().getMax().x, 70000.0f);
+}
+
+TEST(SkyResources, GeneratedBesideThePrograms)
+{
+    const std::string sky = fs::path(VELDA_PACK_PATH).parent_path().string() + "/SkyResources";
+    std::set<std::string> images;
+    for (const auto& entry : fs::directory_iterator(sky + "/img"))
+        images.insert(entry.path().filename().string());
+    EXPECT_EQ(images, (std::set<std::string>{"光圈.png", "光圈圆点-内环(划过).png", "光圈圆点-内环.png",
+                                             "光圈圆点-外环(划过).png", "光圈圆点-外环.png", "color.jpg", "water.jpg",
+                                             "rt.jpg", "lf.jpg", "bk.jpg", "ft.jpg", "up.jpg", "dn.jpg"}));
+    FreeImage_Initialise(FALSE);
+    auto size = [&](const std::string& name) {
+        FIBITMAP* b = FreeImage_Load(FreeImage_GetFileType((sky + "/img/" + name).c_str(), 0), (sky + "/img/" + name).c_str(), 0);
+        EXPECT_NE(b, nullptr) << name;
+        const std::pair<unsigned, unsigned> wh(FreeImage_GetWidth(b), FreeImage_GetHeight(b));
+        EXPECT_EQ(FreeImage_GetBPP(b), name.find(".png") != std::string::npos ? 32u : 24u) << name;
+        FreeImage_Unload(b);
+        return wh;
+    };
+    EXPECT_EQ(size("光圈.png"), std::make_pair(134u, 134u));
+    EXPECT_EQ(size("光圈圆点-内环.png"), std::make_pair(18u, 18u));
+    EXPECT_EQ(size("光圈圆点-内环(划过).png"), std::make_pair(18u, 18u));
+    EXPECT_EQ(size("光圈圆点-外环.png"), std::make_pair(20u, 20u));
+    EXPECT_EQ(size("光圈圆点-外环(划过).png"), std::make_pair(20u, 20u));
+    EXPECT_EQ(size("color.jpg").first, 256u);
+    for (const char* image : {"color.jpg", "water.jpg", "rt.jpg", "up.jpg"})
+        expectViewerReadable(sky + "/img/" + image);
+
+    // The index parses, and its box makes the viewer keep the dome at radius 12.
+    const std::vector<unsigned char> file = bytesOf(sky + "/index");
+    const VeldaClient::IndexInfo index(file.data(), static_cast<unsigned>(file.size()));
+    EXPECT_EQ(index.objectCount(), 1u);
+    const float diagonal = (index.bounds().getMax() - index.bounds().getMin()).length();
+    const float radius = index.objects().begin()->second.bounds.getMax().x * 10.0f / diagonal;
+    EXPECT_NEAR(radius, 12.0f, 0.5f);
+    const Bundles bundles = readBundles(sky, index);
+    ASSERT_EQ(bundles.textures.at(0).size(), 1u);
+    expectViewerReadable(sky + "/" + Velda::wideToUtf8(bundles.textures.at(0)[0]));
+}
+
+TEST(SkyResources, CubeFacesMeetWithoutSeams)
+{
+    const std::string img = fs::path(VELDA_PACK_PATH).parent_path().string() + "/SkyResources/img/";
+    FreeImage_Initialise(FALSE);
+    auto load = [&](const char* name) {
+        FIBITMAP* b = FreeImage_Load(FIF_JPEG, (img + name).c_str(), 0);
+        EXPECT_NE(b, nullptr);
+        return b;
+    };
+    FIBITMAP* right = load("rt.jpg");  // +x
+    FIBITMAP* up = load("up.jpg");     // +z
+    const unsigned n = FreeImage_GetWidth(up);
+    // +x at s = -1 and +z at s = +1 are the same directions, row by row.
+    double difference = 0;
+    for (unsigned row = 0; row < n; ++row) {
+        RGBQUAD a, b;
+        FreeImage_GetPixelColor(right, 0, row, &a);
+        FreeImage_GetPixelColor(up, n - 1, row, &b);
+        difference += std::abs(a.rgbRed - b.rgbRed) + std::abs(a.rgbGreen - b.rgbGreen) + std::abs(a.rgbBlue - b.rgbBlue);
+    }
+    EXPECT_LT(difference / (3.0 * n), 6.0);  // JPEG noise only
+    FreeImage_Unload(right);
+    FreeImage_Unload(up);
+}
+
+TEST(Samples, PackedByTheBuildAndReadable)
+{
+    const std::string samples = SAMPLES_PATH;
+    for (const char* name : {"fzk-haus", "2cylinder-engine", "milk-truck"}) {
+        SCOPED_TRACE(name);
+        size_t files = 0;
+        for (const auto& entry : fs::directory_iterator(std::string(samples) + "/" + name)) {
+            if (!entry.is_regular_file())
+                continue;
+            ++files;
+            const VeldaTest::ProcessResult r = VeldaTest::runProcess({VELDA_INSPECT_PATH, "--compact", entry.path().string()});
+            EXPECT_EQ(r.exitCode, 0) << entry.path() << ": " << r.err;
+            EXPECT_EQ(r.out.compare(0, 9, "{\"kind\":\""), 0);
+        }
+        EXPECT_GE(files, 3u);
+    }
+    const std::vector<unsigned char> file = bytesOf(samples + "/fzk-haus/index");
+    EXPECT_GT(VeldaClient::IndexInfo(file.data(), static_cast<unsigned>(file.size())).objectCount(), 100u);
+}
