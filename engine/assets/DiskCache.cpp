@@ -17,15 +17,6 @@ namespace DiskCache {
 
 namespace {
 
-struct FileCloser {
-    void operator()(FILE* f) const
-    {
-        if (f)
-            std::fclose(f);
-    }
-};
-using FileHandle = std::unique_ptr<FILE, FileCloser>;
-
 // The process-wide state of the cache: the root (GUI thread, before the
 // first job) and the number of the folder being filled (worker thread).
 std::mutex g_rootMutex;

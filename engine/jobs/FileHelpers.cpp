@@ -6,15 +6,6 @@
 namespace Velda {
 
 namespace {
-struct FileCloser {
-    void operator()(FILE* f) const
-    {
-        if (f)
-            std::fclose(f);
-    }
-};
-using FileHandle = std::unique_ptr<FILE, FileCloser>;
-
 char* emptyBuffer()
 {
     return new char[1]{0};

@@ -1,10 +1,22 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <utility>
 
 namespace Velda {
+
+// A FILE* closed when it goes out of scope.
+struct FileCloser {
+    void operator()(FILE* f) const
+    {
+        if (f)
+            std::fclose(f);
+    }
+};
+using FileHandle = std::unique_ptr<FILE, FileCloser>;
 
 // Reads a whole file. The pointer comes from new[] (release with delete[]),
 // is never null, and holds a zero byte behind the data. A file that cannot be

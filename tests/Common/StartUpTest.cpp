@@ -17,15 +17,9 @@
 using namespace VeldaClient;
 using VeldaTest::ScopedEnv;
 
-namespace {
+using VeldaTest::fileText;
 
-std::string fileText(const std::string& path)
-{
-    const std::pair<char*, size_t> f = Velda::readFile(path);
-    std::string t(f.first, f.second);
-    delete[] f.first;
-    return t;
-}
+namespace {
 
 class StartUp : public ::testing::Test {
 protected:

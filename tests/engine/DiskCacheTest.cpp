@@ -10,21 +10,9 @@
 
 using namespace Velda;
 
+using VeldaTest::exists;
+
 namespace {
-
-bool exists(const std::string& path)
-{
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-}
-
-std::string text(const std::string& path)
-{
-    const std::pair<char*, size_t> f = readFile(path);
-    std::string t(f.first, f.second);
-    delete[] f.first;
-    return t;
-}
 
 class DiskCacheTest : public ::testing::Test {
 protected:
@@ -75,9 +63,9 @@ TEST_F(DiskCacheTest, StoresRemoteFilesUnderTheirNames)
     DiskCache::store(project + "texs%2F..%2F..%2Fescape.jpg", "E", 1);
     DiskCache::store("http://127.0.0.1:9/plain/7.me", "P", 1);
 
-    EXPECT_EQ(text(root + "Cache/cache_1/index"), "IDX");
-    EXPECT_EQ(text(root + "Cache/cache_1/3.mt"), "MT");
-    EXPECT_EQ(text(root + "Cache/cache_1/texs/a b.jpg"), "JPG");
+    EXPECT_EQ(VeldaTest::fileText(root + "Cache/cache_1/index"), "IDX");
+    EXPECT_EQ(VeldaTest::fileText(root + "Cache/cache_1/3.mt"), "MT");
+    EXPECT_EQ(VeldaTest::fileText(root + "Cache/cache_1/texs/a b.jpg"), "JPG");
     EXPECT_TRUE(exists(root + "Cache/cache_1/texs/水.png"));
     EXPECT_FALSE(exists(root + "Cache/cache_1/4.me"));
     EXPECT_FALSE(exists(root + "Cache/escape.jpg"));
@@ -86,9 +74,9 @@ TEST_F(DiskCacheTest, StoresRemoteFilesUnderTheirNames)
     // The line is committed later; the next index starts folder 2.
     ASSERT_TRUE(DiskCache::commit(root, project + "index\n"));
     DiskCache::store(project + "index", "NEW", 3);
-    EXPECT_EQ(text(root + "Cache/cache_2/index"), "NEW");
+    EXPECT_EQ(VeldaTest::fileText(root + "Cache/cache_2/index"), "NEW");
     EXPECT_TRUE(exists(root + "Cache/cache_2/texs"));
-    EXPECT_EQ(text(root + "Cache/Cache.config"), project + "index\n");
+    EXPECT_EQ(VeldaTest::fileText(root + "Cache/Cache.config"), project + "index\n");
 
     EXPECT_FALSE(DiskCache::commit(dir.path() + "/missing/", "line\n"));
 }

@@ -14,21 +14,8 @@ using namespace Velda;
 using VeldaTest::ScopedEnv;
 using VeldaTest::TempDir;
 
-namespace {
-bool exists(const std::string& path)
-{
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-}
-
-std::string fileText(const std::string& path)
-{
-    const std::pair<char*, size_t> f = readFile(path);
-    std::string text(f.first, f.second);
-    delete[] f.first;
-    return text;
-}
-} // namespace
+using VeldaTest::exists;
+using VeldaTest::fileText;
 
 TEST(Platform, Folders)
 {

@@ -40,6 +40,8 @@
 using namespace Velda;
 using Node = VeldaDocNode;
 
+using VeldaTest::fileText;
+
 namespace {
 
 // ---- the loader, run in a child process ----------------------------------
@@ -56,14 +58,6 @@ struct LoadReport {
     bool lineWritten = false;
     std::string error;
 };
-
-std::string fileText(const std::string& path)
-{
-    const std::pair<char*, size_t> f = readFile(path);
-    std::string t(f.first, f.second);
-    delete[] f.first;
-    return t;
-}
 
 int loadProject(const std::string& root, const std::string& appData)
 {

@@ -19,21 +19,10 @@
 using namespace VeldaClient;
 using VeldaTest::ScopedEnv;
 
+using VeldaTest::exists;
+using VeldaTest::fileText;
+
 namespace {
-
-bool exists(const std::string& path)
-{
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-}
-
-std::string fileText(const std::string& path)
-{
-    const std::pair<char*, size_t> f = Velda::readFile(path);
-    std::string t(f.first, f.second);
-    delete[] f.first;
-    return t;
-}
 
 class WebCalls : public ::testing::Test {
 protected:

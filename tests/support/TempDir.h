@@ -21,6 +21,10 @@ private:
     std::string path_;
 };
 
+// A whole file as text ("" when it cannot be read).
+std::string fileText(const std::string& path);
+bool exists(const std::string& path);
+
 // Sets an environment variable for a scope and restores the old value.
 class ScopedEnv {
 public:

@@ -71,17 +71,6 @@ void refuse(httplib::Response& res, int errorId, const std::string& message, int
     answer(res, Json().add("errorid", errorId).add("errmsg", message), status);
 }
 
-std::string randomHex()
-{
-    static std::mutex mutex;
-    static std::mt19937_64 random(std::random_device{}());
-    std::lock_guard<std::mutex> lock(mutex);
-    char text[33];
-    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(random()),
-                  static_cast<unsigned long long>(random()));
-    return text;
-}
-
 bool isMd5(const std::string& text)
 {
     return text.size() == 32 &&
@@ -339,59 +328,64 @@ void ProjectService::routes()
         });
     };
 
-    rawPost("/project/save3drecord.action", [this, signedCaller](const std::string& body, httplib::Response& res) {
-        std::string record, head;
-        if (!tailValue(body, "postion", record, head))
-            return refuse(res, kBadRequest, "请求参数错误: 缺少 postion");
-        Caller c;
-        if (!signedCaller(head, res, c))
-            return;
-        db_.saveRecord(c.projectid, c.qemid, record);
-        answer(res, Json().add("errorid", kOk));
-    });
+    // A saved text (record or script) and its read: the value stands raw
+    // behind its key, and is answered back under the same key's reply name.
+    using Store = std::function<void(const Caller&, const std::string&)>;
+    using Load = std::function<void(const Caller&, std::string&)>;
+    auto savedText = [&, this](const char* savePath, const char* key, const char* readPath, const char* replyKey,
+                               Store store, Load load) {
+        const std::string missing = std::string("请求参数错误: 缺少 ") + key;
+        rawPost(savePath, [this, signedCaller, key, missing, store](const std::string& body, httplib::Response& res) {
+            std::string value, head;
+            if (!tailValue(body, key, value, head))
+                return refuse(res, kBadRequest, missing);
+            Caller c;
+            if (!signedCaller(head, res, c))
+                return;
+            store(c, value);
+            answer(res, Json().add("errorid", kOk));
+        });
+        server_.Get(readPath, [signedCaller, replyKey, load](const httplib::Request& req, httplib::Response& res) {
+            Caller c;
+            if (!signedCaller(queryOf(req.target), res, c))
+                return;
+            std::string value;
+            load(c, value);
+            answer(res, Json().add("errorid", kOk).add(replyKey, value));
+        });
+    };
+    savedText(
+        "/project/save3drecord.action", "postion", "/project/get3drecordinfo.action", "recordinfo",
+        [this](const Caller& c, const std::string& v) { db_.saveRecord(c.projectid, c.qemid, v); },
+        [this](const Caller& c, std::string& v) { db_.record(c.projectid, v); });
+    savedText(
+        "/project/savecamera.action", "camerainfo", "/project/getcamera.action", "camerainfo",
+        [this](const Caller& c, const std::string& v) { db_.saveCameras(c.projectid, c.qemid, v); },
+        [this](const Caller& c, std::string& v) { db_.cameras(c.projectid, v); });
 
-    server_.Get("/project/get3drecordinfo.action",
-                [this, signedCaller](const httplib::Request& req, httplib::Response& res) {
-                    Caller c;
-                    if (!signedCaller(queryOf(req.target), res, c))
-                        return;
-                    std::string record;
-                    db_.record(c.projectid, record);
-                    answer(res, Json().add("errorid", kOk).add("recordinfo", record));
-                });
-
-    rawPost("/project/savecamera.action", [this, signedCaller](const std::string& body, httplib::Response& res) {
-        std::string script, head;
-        if (!tailValue(body, "camerainfo", script, head))
-            return refuse(res, kBadRequest, "请求参数错误: 缺少 camerainfo");
-        Caller c;
-        if (!signedCaller(head, res, c))
-            return;
-        db_.saveCameras(c.projectid, c.qemid, script);
-        answer(res, Json().add("errorid", kOk));
-    });
-
-    server_.Get("/project/getcamera.action",
-                [this, signedCaller](const httplib::Request& req, httplib::Response& res) {
-                    Caller c;
-                    if (!signedCaller(queryOf(req.target), res, c))
-                        return;
-                    std::string script;
-                    db_.cameras(c.projectid, script);
-                    answer(res, Json().add("errorid", kOk).add("camerainfo", script));
-                });
+    // A signed call that names a thumbnail by its MD5 (lower-cased).
+    auto signedWithMd5 = [signedCaller](const httplib::Request& req, httplib::Response& res, Caller& c,
+                                        std::string& md5) {
+        const std::string query = queryOf(req.target);
+        if (!signedCaller(query, res, c))
+            return false;
+        const std::map<std::string, std::string> keys = rawPairs(query);
+        if (!keys.count("md5") || !isMd5(keys.at("md5"))) {
+            refuse(res, kBadRequest, "请求参数错误: md5 无效");
+            return false;
+        }
+        md5 = lower(keys.at("md5"));
+        return true;
+    };
 
     server_.Get("/project/getshoticonuploadurl.action",
-                [this, signedCaller](const httplib::Request& req, httplib::Response& res) {
-                    const std::string query = queryOf(req.target);
+                [this, signedWithMd5](const httplib::Request& req, httplib::Response& res) {
                     Caller c;
-                    if (!signedCaller(query, res, c))
+                    std::string md5;
+                    if (!signedWithMd5(req, res, c, md5))
                         return;
-                    const std::map<std::string, std::string> keys = rawPairs(query);
-                    if (!keys.count("md5") || !isMd5(keys.at("md5")))
-                        return refuse(res, kBadRequest, "请求参数错误: md5 无效");
                     const std::string ticket = randomHex();
-                    db_.createUpload(ticket, c.projectid, c.qemid, lower(keys.at("md5")));
+                    db_.createUpload(ticket, c.projectid, c.qemid, md5);
                     answer(res, Json().add("errorid", kOk).add("uploadurl", baseUrl() + "/storage/put?ticket=" + ticket));
                 });
 
@@ -412,16 +406,11 @@ void ProjectService::routes()
     });
 
     server_.Get("/project/uploadshoticonfinished.action",
-                [this, signedCaller](const httplib::Request& req, httplib::Response& res) {
-                    const std::string query = queryOf(req.target);
+                [this, signedWithMd5](const httplib::Request& req, httplib::Response& res) {
                     Caller c;
-                    if (!signedCaller(query, res, c))
+                    std::string md5, ticket, bytes;
+                    if (!signedWithMd5(req, res, c, md5))
                         return;
-                    const std::map<std::string, std::string> keys = rawPairs(query);
-                    if (!keys.count("md5") || !isMd5(keys.at("md5")))
-                        return refuse(res, kBadRequest, "请求参数错误: md5 无效");
-                    const std::string md5 = lower(keys.at("md5"));
-                    std::string ticket, bytes;
                     if (!db_.receivedUpload(c.projectid, md5, ticket) ||
                         !readWhole(options_.dataFolder + "/uploads/" + ticket, bytes))
                         return refuse(res, kNotFound, "未找到已上传的缩略图");

@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <climits>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
+#include <mutex>
+#include <random>
 
 namespace VeldaService {
 
@@ -94,6 +97,21 @@ bool parseInt(const std::string& text, int& out)
         return false;
     out = static_cast<int>(v);
     return true;
+}
+
+} // namespace VeldaService
+
+namespace VeldaService {
+
+std::string randomHex()
+{
+    static std::mutex mutex;
+    static std::mt19937_64 random(std::random_device{}());
+    std::lock_guard<std::mutex> lock(mutex);
+    char text[33];
+    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(random()),
+                  static_cast<unsigned long long>(random()));
+    return text;
 }
 
 } // namespace VeldaService

@@ -24,4 +24,7 @@ bool percentDecode(const std::string& text, std::string& out);
 // A decimal 32-bit integer, nothing else.
 bool parseInt(const std::string& text, int& out);
 
+// 32 random hexadecimal digits: tickets and project tokens.
+std::string randomHex();
+
 } // namespace VeldaService

@@ -1,5 +1,7 @@
 #include "ServiceDatabase.h"
 
+#include "QueryText.h"
+
 #include <sqlite3.h>
 
 #include <ctime>
@@ -99,17 +101,6 @@ int64_t now()
     return static_cast<int64_t>(std::time(nullptr));
 }
 
-std::string randomToken()
-{
-    static std::mutex mutex;
-    static std::mt19937_64 random(std::random_device{}());
-    std::lock_guard<std::mutex> lock(mutex);
-    char text[33];
-    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(random()),
-                  static_cast<unsigned long long>(random()));
-    return text;
-}
-
 } // namespace
 
 struct ServiceDatabase::Connections {
@@ -207,7 +198,7 @@ void ServiceDatabase::upsertProject(ProjectRow row)
     Transaction t(db);
     {
         Statement existing(db, "SELECT token FROM projects WHERE id = ?1");
-        row.token = existing.bind(1, row.id).step() ? existing.text(0) : randomToken();
+        row.token = existing.bind(1, row.id).step() ? existing.text(0) : randomHex();
     }
     Statement(db, "INSERT OR REPLACE INTO projects(id, projectname, groupname, groupid, uploader, uploaderqemid,"
                   " uploadtime, folder, token) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)")
