@@ -99,6 +99,8 @@ void store(const std::string& url, const void* bytes, size_t size)
     if (contains(url, "Cache") || contains(url, "SkyResources"))
         return;
     const std::string cacheRoot = root();
+    if (cacheRoot.empty())
+        return;  // no root set: nothing is cached, rather than written below the working folder
     if (contains(url, "index")) {
         g_cacheId = numberText(static_cast<int64_t>(countLines(cacheRoot + "Cache/Cache.config") + 1));
         Platform::makeDirectory(cacheRoot + "Cache/cache_" + g_cacheId);
