@@ -75,7 +75,9 @@ int countLines(const std::string& configPath)
 bool lookup(std::string& rootPath, std::string& projectRoot)
 {
     const std::string cacheRoot = root();
-    Platform::makeDirectory(cacheRoot + "Cache/");
+    // With its parents: the application data folder may not exist yet.
+    if (!cacheRoot.empty())
+        Platform::makeDirectories(cacheRoot + "Cache/");
     FileHandle config(std::fopen((cacheRoot + "Cache/Cache.config").c_str(), "r"));
     if (!config)
         return false;

@@ -18,8 +18,7 @@ class DiskCacheTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        root = dir.path() + "/Qem Files/";
-        Platform::makeDirectories(root);
+        root = dir.path() + "/Qem Files/";  // not made: the lookup makes it
         DiskCache::setRoot(root);
     }
     VeldaTest::TempDir dir;
@@ -52,6 +51,7 @@ TEST_F(DiskCacheTest, LookupNeedsTheLineAndTheIndex)
 
 TEST_F(DiskCacheTest, StoresRemoteFilesUnderTheirNames)
 {
+    Platform::makeDirectories(root);
     Platform::makeDirectories(root + "Cache");
     writeTextFile(root + "Cache/Cache.config", "");
     DiskCache::store(project + "index", "IDX", 3);  // starts folder 1
