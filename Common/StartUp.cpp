@@ -4,24 +4,13 @@
 #include "formats/TextHelpers.h"
 #include "jobs/HttpTransfer.h"
 #include "log/Log.h"
+#include "service/JsonText.h"
 #include "service/QemDllImport.h"
 #include "service/ServiceUrl.h"
 
 #include <rapidjson/document.h>
 
 namespace VeldaClient {
-
-namespace {
-
-// A descriptive value that is absent or not a string reads as empty.
-std::string stringOr(const rapidjson::Value& root, const char* key)
-{
-    if (!root.HasMember(key) || !root[key].IsString())
-        return std::string();
-    return std::string(root[key].GetString(), root[key].GetStringLength());
-}
-
-} // namespace
 
 std::string fetchProjectLookup()
 {
@@ -47,8 +36,7 @@ bool initializeProjectContext()
         return true;
     if (root.HasMember("errorid") && !(root["errorid"].IsInt() && root["errorid"].GetInt() == 0))
         return true;
-    if (!root.HasMember("serveradr") || !root.HasMember("downurl") || !root["serveradr"].IsString() ||
-        !root["downurl"].IsString())
+    if (!hasString(root, "serveradr") || !hasString(root, "downurl"))
         return true;
 
     VLOG << "Start load project info!";

@@ -3,6 +3,7 @@
 #include "Common/GraphicsContext.h"
 #include "formats/TextHelpers.h"
 #include "jobs/HttpTransfer.h"
+#include "service/JsonText.h"
 #include "service/ServiceUrl.h"
 
 #include <QCryptographicHash>
@@ -29,22 +30,6 @@ void postAndDrop(const std::string& url, const std::string& body)
 {
     Velda::MemoryBlock reply = Velda::httpPostForm(url, body);
     Velda::MemoryBlockOwner owner(reply);
-}
-
-bool hasString(const rapidjson::Value& root, const char* key)
-{
-    return root.IsObject() && root.HasMember(key) && root[key].IsString();
-}
-
-std::string stringOf(const rapidjson::Value& root, const char* key)
-{
-    return std::string(root[key].GetString(), root[key].GetStringLength());
-}
-
-// A name the service hands out must stay a plain file name in the temp folder.
-bool isPlainName(const std::string& name)
-{
-    return !name.empty() && name.find_first_of("/\\") == std::string::npos && name != "." && name != "..";
 }
 
 } // namespace
@@ -77,7 +62,8 @@ void saveCameras(const std::string& script)
 
 std::string downloadThumbnail(const std::string& serverPath)
 {
-    if (!isPlainName(serverPath))
+    // A name the service hands out must stay a plain file name in the temp folder.
+    if (!Velda::isPlainFileName(serverPath))
         return std::string();
     const std::string local = QDir::tempPath().toStdString() + "/" + serverPath;
     Velda::httpDownloadFile(call("/project/downshoticon.action?") + commonQuery() + "&path=" + serverPath, local);
@@ -91,7 +77,7 @@ std::string readRecordInfo()
     root.Parse(body.c_str());
     if (root.HasParseError() || !hasString(root, "recordinfo"))
         return std::string();
-    return stringOf(root, "recordinfo");
+    return stringOr(root, "recordinfo");
 }
 
 std::string fileMd5Hex(const std::string& path)
@@ -116,12 +102,12 @@ std::string uploadThumbnail(const std::string& localPath)
     }
     if (!hasString(address, "uploadurl")) {
         if (hasString(address, "errmsg"))
-            throw std::runtime_error("获取上传缩略图地址失败! " + stringOf(address, "errmsg"));
+            throw std::runtime_error("获取上传缩略图地址失败! " + stringOr(address, "errmsg"));
         throw std::runtime_error("获取上传缩略图地址失败!");
     }
 
     std::string response;
-    if (!Velda::httpPutFile(stringOf(address, "uploadurl"), localPath, response))
+    if (!Velda::httpPutFile(stringOr(address, "uploadurl"), localPath, response))
         throw std::runtime_error(response);
     if (response.find("ETag") == std::string::npos)
         throw std::runtime_error("ETag返回失败!");
@@ -137,9 +123,9 @@ std::string uploadThumbnail(const std::string& localPath)
     if (done.HasParseError() || !done.IsObject())
         return std::string();
     if (hasString(done, "path"))
-        return stringOf(done, "path");
+        return stringOr(done, "path");
     if (hasString(done, "errmsg"))
-        throw std::runtime_error("保存缩略图失败! " + stringOf(done, "errmsg"));
+        throw std::runtime_error("保存缩略图失败! " + stringOr(done, "errmsg"));
     throw std::runtime_error(body);
 }
 

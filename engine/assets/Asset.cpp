@@ -1,5 +1,7 @@
 #include "assets/Asset.h"
 
+#include "jobs/JobManager.h"
+
 #include <regex>
 
 namespace Velda {
@@ -16,6 +18,11 @@ std::string Asset::directory()
             directoryText_ = match.str();
     }
     return directoryText_;
+}
+
+void Asset::load()
+{
+    JobManager::instance().addJob(this);
 }
 
 bool Asset::isRemote() const

@@ -21,14 +21,12 @@ public:
     // the last separator for a local one: where a sibling's name is appended.
     virtual std::string directory();
     virtual bool isReady() const = 0;
-    // Puts the asset on the job queue.
-    virtual void load() = 0;
+    // Puts the asset on the job queue; the same for every kind.
+    virtual void load();
     virtual void freeData() = 0;
 
     // Remote unless the address holds "SkyResources", "Cache/" or "Cache\".
     bool isRemote() const;
-    // The data pair as the worker left it.
-    const JobData* jobData() const { return data_; }
     // Hands over a data pair (a bundle gives its children their document).
     void setJobData(JobData* data);
 

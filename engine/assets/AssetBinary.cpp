@@ -1,6 +1,5 @@
 #include "assets/AssetBinary.h"
 
-#include "jobs/JobManager.h"
 
 namespace Velda {
 
@@ -11,11 +10,6 @@ void AssetBinary::finish()
     // Callbacks see `ready` still false; they use the bytes directly.
     LoadJob::finish();
     ready_ = true;
-}
-
-void AssetBinary::load()
-{
-    JobManager::instance().addJob(this);
 }
 
 void AssetBinary::freeData()

@@ -11,7 +11,6 @@ public:
 
     void finish() override;
     bool isReady() const override { return ready_; }
-    void load() override;
     void freeData() override;
 
     // The fetched bytes (never null after run) and their size.

@@ -4,7 +4,6 @@
 #include "assets/AssetMesh.h"
 #include "formats/PackedData.h"
 #include "formats/TextHelpers.h"
-#include "jobs/JobManager.h"
 #include "jobs/NumberText.h"
 #include "log/Log.h"
 
@@ -66,11 +65,6 @@ bool AssetBundle::isReady() const
         if (!child->isReady())
             return false;
     return ready_;
-}
-
-void AssetBundle::load()
-{
-    JobManager::instance().addJob(this);
 }
 
 void AssetBundle::freeData()

@@ -17,7 +17,6 @@ public:
     void finish() override;
     // False as soon as one child is not ready; otherwise whether finish ran.
     bool isReady() const override;
-    void load() override;
     void freeData() override;
 
     const std::vector<Asset*>& children() const { return children_; }

@@ -198,7 +198,7 @@ float AssetManager::progress()
         return 0.0f;
     double sum = 0.0;
     for (const auto& entry : assets_) {
-        const std::string p = entry.second->path();
+        const std::string& p = entry.second->url();  // no copy: this runs every frame while loading
         if (contains(p, "SkyResource"))
             continue;
         const bool bundle = p.size() >= 3 && (p.compare(p.size() - 3, 3, ".me") == 0 ||

@@ -52,7 +52,6 @@ public:
     static std::string shortName(const std::string& key);
     // Lookups without loading.
     Asset* find(const std::string& urlOrShortName) const;
-    size_t assetCount() const { return assets_.size(); }
     bool configPending() const { return configPending_; }
 
     // Shown in place of an image that cannot be decoded.

@@ -4,7 +4,6 @@
 #include "formats/Material.h"
 #include "formats/ParserMT.h"
 #include "jobs/HttpTransfer.h"
-#include "jobs/JobManager.h"
 
 namespace Velda {
 
@@ -48,11 +47,6 @@ bool AssetMaterial::isReady() const
         if (!entry.second->isReady())
             return false;
     return ready_;
-}
-
-void AssetMaterial::load()
-{
-    JobManager::instance().addJob(this);
 }
 
 void AssetMaterial::freeData()

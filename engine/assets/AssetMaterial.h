@@ -20,7 +20,6 @@ public:
     void finish() override;
     // False without a Material or while a texture is not ready.
     bool isReady() const override;
-    void load() override;
     void freeData() override;
 
     Material* material() const { return material_.get(); }

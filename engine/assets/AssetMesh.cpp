@@ -2,7 +2,6 @@
 
 #include "formats/Geometry.h"
 #include "formats/ParserME.h"
-#include "jobs/JobManager.h"
 
 namespace Velda {
 
@@ -18,11 +17,6 @@ void AssetMesh::finish()
     }
     LoadJob::finish();
     ready_ = true;
-}
-
-void AssetMesh::load()
-{
-    JobManager::instance().addJob(this);
 }
 
 void AssetMesh::freeData()

@@ -17,7 +17,6 @@ public:
     void run() override {}
     void finish() override;
     bool isReady() const override { return ready_; }
-    void load() override;
     void freeData() override;
 
     Geometry* geometry() const { return geometry_.get(); }

@@ -3,7 +3,6 @@
 #include "assets/AssetManager.h"
 #include "assets/AssetTexture2D.h"
 #include "formats/TextHelpers.h"
-#include "jobs/JobManager.h"
 #include "render/Texture1D.h"
 #include "render/Texture2D.h"
 
@@ -54,11 +53,6 @@ void* AssetTexture1D::sourceArrived(void* argument)
 bool AssetTexture1D::isReady() const
 {
     return ready_ && texture_ != nullptr;
-}
-
-void AssetTexture1D::load()
-{
-    JobManager::instance().addJob(this);
 }
 
 void AssetTexture1D::freeData()

@@ -21,7 +21,6 @@ public:
     void finish() override;
     // Ready once the ramp texture exists.
     bool isReady() const override;
-    void load() override;
     void freeData() override;
 
     Texture1D* texture() const { return texture_.get(); }

@@ -2,7 +2,6 @@
 
 #include "formats/ParserImage.h"
 #include "formats/TextHelpers.h"
-#include "jobs/JobManager.h"
 #include "log/Log.h"
 #include "render/Texture2D.h"
 
@@ -67,11 +66,6 @@ void AssetTexture2D::finish()
     } else if (texture_ && !ownsTexture_) {
         texture_->create();  // the fallback, uploaded once on first use
     }
-}
-
-void AssetTexture2D::load()
-{
-    JobManager::instance().addJob(this);
 }
 
 void AssetTexture2D::freeData()

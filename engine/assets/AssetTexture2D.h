@@ -20,7 +20,6 @@ public:
     // Upload, callbacks, ready.
     void finish() override;
     bool isReady() const override { return ready_; }
-    void load() override;
     void freeData() override;
 
     Texture2D* texture() const { return texture_; }

@@ -30,17 +30,6 @@ bool contains(const std::string& text, const char* part)
     return text.find(part) != std::string::npos;
 }
 
-// A name from the network never leaves the cache folder.
-bool isSafeName(const std::string& name)
-{
-    if (name.empty() || name[0] == '/' || name.find('\0') != std::string::npos)
-        return false;
-    for (const std::string& part : split(name, "/"))
-        if (part == "..")
-            return false;
-    return true;
-}
-
 } // namespace
 
 void setRoot(const std::string& root)
@@ -85,8 +74,8 @@ bool lookup(std::string& rootPath, std::string& projectRoot)
     char line[kLineBuffer];
     for (int i = 1; std::fgets(line, kLineBuffer, config.get()); ++i) {
         const std::string folder = cacheRoot + "Cache/cache_" + numberText(static_cast<int64_t>(i));
-        FileHandle index(std::fopen((folder + "/index").c_str(), "r"));
-        if (index && wanted == line) {
+        // The index is looked for only on a matching line.
+        if (wanted == line && FileHandle(std::fopen((folder + "/index").c_str(), "r"))) {
             rootPath = localAddress(folder + "/index");
             projectRoot = localAddress(folder + "/");
             VLOG << "Cache hit : " << folder;
@@ -118,7 +107,8 @@ void store(const std::string& url, const void* bytes, size_t size)
         relative = "texs/" + urlUnescape(name.size() >= 7 ? name.substr(7) : std::string());
     else
         relative = name;
-    if (!isSafeName(relative) || relative == "texs/") {
+    // A name from the network never leaves the cache folder.
+    if (!isSafeRelativePath(relative)) {
         VLOG << "Not cached, unusable name : " << url;
         return;
     }

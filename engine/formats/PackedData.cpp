@@ -56,16 +56,21 @@ std::vector<unsigned char> packIndex(const VeldaDocNode& root)
 
 std::vector<unsigned char> packBundle(const std::vector<const VeldaDocNode*>& documents)
 {
-    if (documents.size() > 32767)
-        throw std::length_error("more than 32767 documents in one bundle");
     std::vector<unsigned char> plain;
     for (const VeldaDocNode* d : documents) {
         const std::vector<unsigned char> one = writeDocumentClear(*d);
         plain.insert(plain.end(), one.begin(), one.end());
     }
+    return packBundleBytes(documents.size(), plain);
+}
+
+std::vector<unsigned char> packBundleBytes(size_t documents, const std::vector<unsigned char>& plain)
+{
+    if (documents > 32767)
+        throw std::length_error("more than 32767 documents in one bundle");
     std::vector<unsigned char> out = packed(kBundleHeaderSize, plain);
-    out[0] = static_cast<unsigned char>(documents.size() & 0xFF);
-    out[1] = static_cast<unsigned char>(documents.size() >> 8);
+    out[0] = static_cast<unsigned char>(documents & 0xFF);
+    out[1] = static_cast<unsigned char>(documents >> 8);
     out[2] = out[3] = 0;
     putU32(out, 4, static_cast<uint32_t>(plain.size()));
     return out;

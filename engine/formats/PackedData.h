@@ -53,5 +53,7 @@ const size_t kIndexHeaderSize = 4;
 // not fit the format, std::runtime_error when zlib fails.
 std::vector<unsigned char> packIndex(const VeldaDocNode& root);
 std::vector<unsigned char> packBundle(const std::vector<const VeldaDocNode*>& documents);
+// The same for documents already written back to back by writeDocumentClear.
+std::vector<unsigned char> packBundleBytes(size_t documents, const std::vector<unsigned char>& plain);
 
 } // namespace Velda

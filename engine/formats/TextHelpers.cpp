@@ -255,6 +255,27 @@ std::string extensionOf(const std::string& path)
     return dot == std::string::npos ? std::string() : path.substr(dot + 1);
 }
 
+bool isSafeRelativePath(const std::string& name)
+{
+    if (name.empty() || name.find('\0') != std::string::npos)
+        return false;
+    size_t from = 0;
+    for (;;) {
+        const size_t end = name.find_first_of("/\\", from);
+        const std::string part = name.substr(from, end == std::string::npos ? std::string::npos : end - from);
+        if (part.empty() || part == "." || part == "..")
+            return false;
+        if (end == std::string::npos)
+            return true;
+        from = end + 1;
+    }
+}
+
+bool isPlainFileName(const std::string& name)
+{
+    return isSafeRelativePath(name) && name.find_first_of("/\\") == std::string::npos;
+}
+
 float textToFloat(const std::string& text, size_t start, size_t length)
 {
     const size_t n = boundedLength(text, start, length, 64);
@@ -371,12 +392,12 @@ std::string floatsToHexListText(const std::vector<float>& values)
     return joinList(pieces);
 }
 
-std::string floatsToText(const float* values, size_t count)
+std::string floatsToText(const float* values, size_t count, const char* separator)
 {
     std::string out;
     for (size_t i = 0; i < count; ++i) {
         if (i)
-            out += " ";
+            out += separator;
         out += floatToText(values[i]);
     }
     return out;

@@ -42,6 +42,12 @@ std::string fileNameOf(const std::string& path);   // behind the last '\' or '/'
 std::string directoryOf(const std::string& path);  // before it; empty if none or first
 std::string extensionOf(const std::string& path);  // behind the last '.'
 
+// A name from the network that stays inside the folder it is joined to:
+// relative, no NUL, and no part (between '/' or '\') empty, "." or "..".
+bool isSafeRelativePath(const std::string& name);
+// The same, and a single part: a plain file name.
+bool isPlainFileName(const std::string& name);
+
 // Number parser: optional sign, digits with one optional point, optional
 // exponent; anything else gives 0, as does "nan". `length` 0 means to the
 // end, and at most 64 characters are considered.
@@ -61,8 +67,9 @@ std::string floatsToScaledListText(const std::vector<float>& values, int decimal
 // absolute value behind a leading "0".
 std::string floatsToHexListText(const std::vector<float>& values);
 
-// Vectors and matrices: elements separated by a blank, each by floatToText.
-std::string floatsToText(const float* values, size_t count);
+// Vectors and matrices: elements separated by a blank (or the given
+// separator), each by floatToText. Cache keys join with "-".
+std::string floatsToText(const float* values, size_t count, const char* separator = " ");
 
 // The reverse: splits at blanks and converts each piece. With the encoding
 // "True" each piece is an integer in thousandths, with "Fix2" in hundredths,

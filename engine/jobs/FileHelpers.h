@@ -18,6 +18,10 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<FILE, FileCloser>;
 
+// The size of an open file, which is left at its start; false when the
+// stream cannot seek.
+bool fileSize(FILE* file, size_t& size);
+
 // Reads a whole file. The pointer comes from new[] (release with delete[]),
 // is never null, and holds a zero byte behind the data. A file that cannot be
 // read gives size 0.
@@ -29,5 +33,10 @@ bool writeFile(const std::string& path, const void* data, size_t size);
 
 // The same for the bytes of a string.
 bool writeTextFile(const std::string& path, const std::string& text);
+
+// Writes a temporary file beside the target, flushes it to the disk and
+// renames it over the target: readers see the old content or the new one,
+// never a mix. Safe from several threads at once.
+bool writeFileAtomically(const std::string& path, const void* data, size_t size);
 
 } // namespace Velda

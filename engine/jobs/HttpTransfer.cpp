@@ -140,9 +140,10 @@ bool httpPutFile(const std::string& url, const std::string& path, std::string& a
         return false;
     MemoryBlock headers = makeMemoryBlock();
     MemoryBlockOwner headersOwner(headers);
-    const std::pair<char*, size_t> content = readFile(path);
-    delete[] content.first;
-    const size_t fileSize = content.second;
+    // The size from the open file, not from reading the content once more.
+    size_t size = 0;
+    if (!fileSize(file.get(), size))
+        return false;
 
     EasyHandle curl;
     if (!curl.handle)
@@ -154,7 +155,7 @@ bool httpPutFile(const std::string& url, const std::string& path, std::string& a
     curl_easy_setopt(curl.handle, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(curl.handle, CURLOPT_URL, curlAddress(url).c_str());
     curl_easy_setopt(curl.handle, CURLOPT_READDATA, file.get());
-    curl_easy_setopt(curl.handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(fileSize));
+    curl_easy_setopt(curl.handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(size));
     curl_easy_setopt(curl.handle, CURLOPT_HEADERFUNCTION, memorySink);
     curl_easy_setopt(curl.handle, CURLOPT_HEADERDATA, &headers);
     curl_easy_setopt(curl.handle, CURLOPT_WRITEFUNCTION, discardSink);

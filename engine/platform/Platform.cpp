@@ -1,5 +1,7 @@
 #include "platform/Platform.h"
 
+#include "formats/TextHelpers.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -56,21 +58,13 @@ std::string appDataFolder()
     return withoutTrailingSlash(base) + "/Qem Files/";
 }
 
-std::string folderOfPath(const std::string& path)
-{
-    const size_t cut = path.find_last_of("/\\");
-    if (cut == std::string::npos || cut == 0)
-        return std::string();
-    return path.substr(0, cut);
-}
-
 std::string programFolder()
 {
     char buffer[PATH_MAX + 1];
     const ssize_t n = ::readlink("/proc/self/exe", buffer, PATH_MAX);
     if (n <= 0)
         return std::string();
-    return folderOfPath(std::string(buffer, static_cast<size_t>(n)));
+    return directoryOf(std::string(buffer, static_cast<size_t>(n)));
 }
 
 bool makeDirectory(const std::string& path)

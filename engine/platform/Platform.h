@@ -13,10 +13,6 @@ std::string appDataFolder();
 // Directory of the running program, without a trailing separator.
 std::string programFolder();
 
-// The part of a path before the last '/' or '\'; empty when there is none or
-// when it stands first.
-std::string folderOfPath(const std::string& path);
-
 // One level, mode 0755; true when the folder exists afterwards.
 bool makeDirectory(const std::string& path);
 

@@ -71,12 +71,7 @@ const std::string& AABB3::getLabel()
 {
     if (labelDirty_) {
         const float values[6] = {maximum_.x, maximum_.y, maximum_.z, minimum_.x, minimum_.y, minimum_.z};
-        label_.clear();
-        for (int i = 0; i < 6; ++i) {
-            if (i)
-                label_ += "-";
-            label_ += floatToText(values[i]);
-        }
+        label_ = floatsToText(values, 6, "-");
         labelDirty_ = false;
     }
     return label_;

@@ -10,8 +10,8 @@ std::string DctLight::getStateText()
     if (!textDirty_ && !inverseDirty_ && !normalDirty_)
         return text_;
     const std::string base = Light::getStateText();
-    text_ = base + "-" + floatToText(direction_.x) + "-" + floatToText(direction_.y) + "-" +
-            floatToText(direction_.z);
+    const float direction[3] = {direction_.x, direction_.y, direction_.z};
+    text_ = base + "-" + floatsToText(direction, 3, "-");
     textDirty_ = false;
     return text_;
 }

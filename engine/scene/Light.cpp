@@ -17,8 +17,8 @@ std::string Light::getStateText()
 {
     if (!textDirty_ && !inverseDirty_ && !normalDirty_ && !positionDirty_)
         return text_;
-    text_ = floatToText(color_.x) + "-" + floatToText(color_.y) + "-" + floatToText(color_.z) + "-" +
-            floatToText(intensity_) + "-" + (castShadow_ ? "1" : "0");
+    const float values[4] = {color_.x, color_.y, color_.z, intensity_};
+    text_ = floatsToText(values, 4, "-") + (castShadow_ ? "-1" : "-0");
     textDirty_ = false;
     return text_;
 }

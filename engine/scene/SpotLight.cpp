@@ -13,9 +13,7 @@ std::string SpotLight::getStateText()
     const Vector3& p = getPosition();
     const float values[11] = {direction_.x, direction_.y, direction_.z, p.x, p.y, p.z, linear_,
                               quadratic_, constant_, innerCos_, outerCos_};
-    text_ = base;
-    for (float v : values)
-        text_ += "-" + floatToText(v);
+    text_ = base + "-" + floatsToText(values, 11, "-");
     textDirty_ = false;
     return text_;
 }

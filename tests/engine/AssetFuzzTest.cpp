@@ -10,8 +10,7 @@
 #include "jobs/JobManager.h"
 #include "platform/Platform.h"
 
-#include "GLHarness.h"
-#include "JobPump.h"
+#include "AssetGLTest.h"
 #include "ProjectSamples.h"
 #include "TempDir.h"
 #include "TestImages.h"
@@ -19,44 +18,26 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 #include <thread>
 
 using namespace Velda;
 
 namespace {
 
-class AssetFuzz : public VeldaTest::GLTest {
+class AssetFuzz : public VeldaTest::AssetGLTest {
 protected:
     void SetUp() override
     {
-        GLTest::SetUp();
+        AssetGLTest::SetUp();
         folder = dir.path() + "/Cache/cache_1/";
         Platform::makeDirectories(folder + "texs");
-        manager.reset(new AssetManager());
     }
-    void TearDown() override
-    {
-        manager.reset();
-        GLTest::TearDown();
-    }
-
-    void pump() { ASSERT_TRUE(VeldaTest::pumpJobs()); }
 
     // Loads every variant under its own name, in batches, and checks that
     // each one ends ready or (a bundle) unready, never anything worse.
     void feed(const std::string& extension, const std::vector<unsigned char>& valid, unsigned seed)
     {
-        std::vector<std::vector<unsigned char>> variants;
-        for (size_t n = 0; n < valid.size(); ++n)
-            variants.emplace_back(valid.begin(), valid.begin() + static_cast<long>(n));
-        std::mt19937 random(seed);
-        for (int i = 0; i < 1000; ++i) {
-            std::vector<unsigned char> bad = valid;
-            const size_t at = random() % bad.size();
-            bad[at] = static_cast<unsigned char>(bad[at] ^ (1 + random() % 255));
-            variants.push_back(bad);
-        }
+        const std::vector<std::vector<unsigned char>> variants = VeldaTest::damagedCopies(valid, seed);
         std::vector<Asset*> assets;
         for (size_t i = 0; i < variants.size(); ++i) {
             const std::string name = extension + "-" + std::to_string(i) + "." + extension;
@@ -83,9 +64,7 @@ protected:
         std::printf("%s: %zu variants, %d ready\n", extension.c_str(), variants.size(), ready);
     }
 
-    VeldaTest::TempDir dir;
     std::string folder;
-    std::unique_ptr<AssetManager> manager;
 };
 
 } // namespace

@@ -18,8 +18,7 @@
 #include "render/Texture2D.h"
 #include "render/TextureCube.h"
 
-#include "GLHarness.h"
-#include "JobPump.h"
+#include "AssetGLTest.h"
 #include "TempDir.h"
 #include "TestImages.h"
 
@@ -36,22 +35,14 @@ namespace {
 
 using Node = VeldaDocNode;
 
-class Assets : public VeldaTest::GLTest {
+class Assets : public VeldaTest::AssetGLTest {
 protected:
     void SetUp() override
     {
-        GLTest::SetUp();
+        AssetGLTest::SetUp();
         sky = dir.path() + "/SkyResources/";
         Platform::makeDirectories(sky + "img");
-        manager.reset(new AssetManager());
     }
-    void TearDown() override
-    {
-        manager.reset();  // GL names go while the context is current
-        GLTest::TearDown();
-    }
-
-    void pump() { ASSERT_TRUE(VeldaTest::pumpJobs()); }
 
     std::string put(const std::string& name, const std::vector<unsigned char>& bytes)
     {
@@ -59,9 +50,7 @@ protected:
         return "file://" + sky + name;
     }
 
-    VeldaTest::TempDir dir;
     std::string sky;
-    std::unique_ptr<AssetManager> manager;
 };
 
 std::unique_ptr<Node> meshDocument(int id, bool vnumFirst = true)

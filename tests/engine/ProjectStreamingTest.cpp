@@ -23,6 +23,7 @@
 #include "GLHarness.h"
 #include "LocalServer.h"
 #include "Process.h"
+#include "ProjectLoad.h"
 #include "ProjectSamples.h"
 #include "TempDir.h"
 #include "TestImages.h"
@@ -70,24 +71,10 @@ int loadProject(const std::string& root, const std::string& appData)
         std::string rootPath = root + "index", projectRoot = root;
         DiskCache::lookup(rootPath, projectRoot);
 
-        std::vector<AssetMesh*> meshes;
-        std::vector<AssetMaterial*> materials;
-        manager.loadBinary(rootPath, [&](void* argument) {
-            AssetBinary* index = static_cast<AssetBinary*>(Asset::fromCallbackArgument(argument));
-            const VeldaClient::IndexInfo info(index->data(), index->dataSize());
-            manager.setExpectedCount(static_cast<uint32_t>(info.materialFiles().size() + info.meshFiles().size()));
-            for (const std::string& name : info.materialFiles())
-                manager.load(projectRoot + name + ".mt", [&](void* a) {
-                    materials.push_back(static_cast<AssetMaterial*>(Asset::fromCallbackArgument(a)));
-                    return nullptr;
-                });
-            for (const std::string& name : info.meshFiles())
-                manager.load(projectRoot + name + ".me", [&](void* a) {
-                    meshes.push_back(static_cast<AssetMesh*>(Asset::fromCallbackArgument(a)));
-                    return nullptr;
-                });
-            return nullptr;
-        });
+        VeldaTest::LoadedProject project;
+        VeldaTest::requestProject(manager, rootPath, projectRoot, project);
+        const std::vector<AssetMaterial*>& materials = project.materials;
+        const std::vector<AssetMesh*>& meshes = project.meshes;
 
         const std::string config = appData + "Cache/Cache.config";
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);

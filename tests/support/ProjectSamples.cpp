@@ -2,6 +2,8 @@
 
 #include "formats/PackedData.h"
 
+#include <random>
+
 namespace VeldaTest {
 
 using Velda::VeldaDocNode;
@@ -111,6 +113,21 @@ std::vector<unsigned char> sampleBundleFile()
         docs.push_back(std::move(d));
     }
     return Velda::packBundle({docs[0].get(), docs[1].get(), docs[2].get()});
+}
+
+std::vector<std::vector<unsigned char>> damagedCopies(const std::vector<unsigned char>& valid, unsigned seed)
+{
+    std::vector<std::vector<unsigned char>> copies;
+    for (size_t n = 0; n < valid.size(); ++n)
+        copies.emplace_back(valid.begin(), valid.begin() + static_cast<long>(n));
+    std::mt19937 random(seed);
+    for (int i = 0; i < 1000; ++i) {
+        std::vector<unsigned char> bad = valid;
+        const size_t at = random() % bad.size();
+        bad[at] = static_cast<unsigned char>(bad[at] ^ (1 + random() % 255));
+        copies.push_back(bad);
+    }
+    return copies;
 }
 
 } // namespace VeldaTest

@@ -41,4 +41,8 @@ std::vector<unsigned char> sampleIndexFile();
 // A bundle of three small mesh-like documents.
 std::vector<unsigned char> sampleBundleFile();
 
+// Every proper prefix of a valid file (the empty one first), then 1000
+// copies with one byte changed at a random place.
+std::vector<std::vector<unsigned char>> damagedCopies(const std::vector<unsigned char>& valid, unsigned seed);
+
 } // namespace VeldaTest

@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 
 namespace {
 
@@ -34,19 +33,11 @@ void fuzzFile(const std::string& name, const std::vector<unsigned char>& valid, 
 {
     VeldaTest::TempDir dir;
     const std::string path = dir.file(name);
-    for (size_t n = 0; n <= valid.size(); ++n) {
-        ASSERT_TRUE(Velda::writeFile(path, valid.data(), n));
-        expectCleanRun(path, name + " prefix " + std::to_string(n));
-        if (::testing::Test::HasFatalFailure())
-            return;
-    }
-    std::mt19937 random(seed);
-    for (int i = 0; i < 1000; ++i) {
-        std::vector<unsigned char> bad = valid;
-        const size_t at = random() % bad.size();
-        bad[at] = static_cast<unsigned char>(bad[at] ^ (1 + random() % 255));
-        ASSERT_TRUE(Velda::writeFile(path, bad.data(), bad.size()));
-        expectCleanRun(path, name + " corruption " + std::to_string(i) + " at " + std::to_string(at));
+    std::vector<std::vector<unsigned char>> copies = VeldaTest::damagedCopies(valid, seed);
+    copies.push_back(valid);
+    for (size_t i = 0; i < copies.size(); ++i) {
+        ASSERT_TRUE(Velda::writeFile(path, copies[i].data(), copies[i].size()));
+        expectCleanRun(path, name + (i < valid.size() ? " prefix " : " copy ") + std::to_string(i));
         if (::testing::Test::HasFatalFailure())
             return;
     }

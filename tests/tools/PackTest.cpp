@@ -280,7 +280,6 @@ TEST(Pack, ScenesBeyondOneObjectGroup)
     VeldaPack::PackScene scene;
     scene.materials.resize(1);
     scene.meshCount = 1;
-    scene.meshTriangles = {1};
     scene.mesh = [](uint32_t) {
         VeldaPack::PackMesh m;
         m.positions = {0, 0, 0, 1, 0, 0, 0, 1, 0};

@@ -11,6 +11,7 @@
 #include "GLHarness.h"
 #include "JobPump.h"
 #include "Process.h"
+#include "ProjectLoad.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -31,20 +32,9 @@ protected:
         fs::create_directories(dir.path() + "/Cache");
         fs::copy(source, folder, fs::copy_options::recursive);
         AssetManager manager;
-        std::vector<AssetMaterial*> materials;
-        manager.loadBinary("file://" + folder + "/index", [&](void* argument) {
-            AssetBinary* index = static_cast<AssetBinary*>(Asset::fromCallbackArgument(argument));
-            const VeldaClient::IndexInfo info(index->data(), index->dataSize());
-            manager.setExpectedCount(static_cast<uint32_t>(info.materialFiles().size() + info.meshFiles().size()));
-            for (const std::string& n : info.materialFiles())
-                manager.load("file://" + folder + "/" + n + ".mt", [&](void* a) {
-                    materials.push_back(static_cast<AssetMaterial*>(Asset::fromCallbackArgument(a)));
-                    return nullptr;
-                });
-            for (const std::string& n : info.meshFiles())
-                manager.load("file://" + folder + "/" + n + ".me", Callback());
-            return nullptr;
-        });
+        VeldaTest::LoadedProject project;
+        VeldaTest::requestProject(manager, "file://" + folder + "/index", "file://" + folder + "/", project);
+        const std::vector<AssetMaterial*>& materials = project.materials;
         ASSERT_TRUE(VeldaTest::pumpJobs());
         EXPECT_TRUE(manager.isReady());
         EXPECT_EQ(manager.progress(), 1.0f);

@@ -278,7 +278,6 @@ PackScene readModel(const std::string& path, const ReadOptions& options)
                 for (const MeshPart& part : partsOf(index, mesh, options.bundleBytes)) {
                     partsOfMesh[index].push_back(static_cast<uint32_t>(partsFor->size()));
                     partsFor->push_back(part);
-                    out.meshTriangles.push_back(part.faceCount);
                 }
                 if (partsOfMesh[index].size() > 1)
                     ++out.splitMeshes;

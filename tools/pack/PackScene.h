@@ -69,8 +69,6 @@ struct PackScene {
     // Meshes are made when written, one at a time, so a large scene never
     // holds all its vertices at once.
     std::function<PackMesh(uint32_t)> mesh;
-    // Triangles of a mesh, known before it is made (for the report).
-    std::vector<uint64_t> meshTriangles;
     uint32_t splitMeshes = 0;
 };
 

@@ -29,36 +29,34 @@ std::wstring wide(const std::string& utf8)
     return Velda::utf8ToWide(utf8.c_str());
 }
 
-// Documents collected up to the cap, then packed into one bundle file.
+// Documents written up to the cap, then packed into one bundle file. Each
+// is written once: its bytes both measure it and go into the bundle.
 class BundleSink {
 public:
     BundleSink(std::string folder, std::string extension, uint64_t cap)
         : folder_(std::move(folder)), extension_(std::move(extension)), cap_(cap) {}
 
-    void add(std::unique_ptr<VeldaDocNode> doc)
+    void add(const VeldaDocNode& doc)
     {
-        const std::vector<unsigned char> bytes = Velda::writeDocumentClear(*doc);
-        if (!docs_.empty() && (size_ + bytes.size() > cap_ || docs_.size() >= 32767))
+        const std::vector<unsigned char> bytes = Velda::writeDocumentClear(doc);
+        if (documents_ > 0 && (plain_.size() + bytes.size() > cap_ || documents_ >= 32767))
             flush();
-        size_ += bytes.size();
-        docs_.push_back(std::move(doc));
+        plain_.insert(plain_.end(), bytes.begin(), bytes.end());
+        ++documents_;
     }
     void flush()
     {
-        if (docs_.empty())
+        if (documents_ == 0)
             return;
-        std::vector<const VeldaDocNode*> raw;
-        for (const auto& d : docs_)
-            raw.push_back(d.get());
-        const std::vector<unsigned char> file = Velda::packBundle(raw);
+        const std::vector<unsigned char> file = Velda::packBundleBytes(documents_, plain_);
         const int number = static_cast<int>(numbers_.size()) + 1;
         const std::string path = folder_ + "/" + std::to_string(number) + extension_;
         if (!Velda::writeFile(path, file.data(), file.size()))
             throw PackError("cannot write " + path);
         bytes_ += file.size();
         numbers_.push_back(number);
-        docs_.clear();
-        size_ = 0;
+        plain_.clear();
+        documents_ = 0;
     }
     const std::vector<int32_t>& numbers() const { return numbers_; }
     uint64_t bytes() const { return bytes_; }
@@ -66,8 +64,8 @@ public:
 private:
     std::string folder_, extension_;
     uint64_t cap_;
-    std::vector<std::unique_ptr<VeldaDocNode>> docs_;
-    uint64_t size_ = 0;
+    std::vector<unsigned char> plain_;
+    size_t documents_ = 0;
     std::vector<int32_t> numbers_;
     uint64_t bytes_ = 0;
 };
@@ -245,7 +243,7 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
             StoredTexture stored;
             if (material.texture >= 0 && material.texture < static_cast<int>(scene.textures.size()))
                 stored = textures.store(material.texture, scene.textures[static_cast<size_t>(material.texture)]);
-            materialSink.add(materialDocument(static_cast<uint32_t>(materialId[m]), material, stored));
+            materialSink.add(*materialDocument(static_cast<uint32_t>(materialId[m]), material, stored));
         }
         materialSink.flush();
 
@@ -253,7 +251,7 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
         for (uint32_t i = 0; i < scene.meshCount; ++i) {
             const PackMesh mesh = scene.mesh(meshOrder[i]);
             report.triangles += mesh.triangleCount();
-            meshSink.add(meshDocument(i, mesh));
+            meshSink.add(*meshDocument(i, mesh));
         }
         meshSink.flush();
 

@@ -227,8 +227,6 @@ PackScene synthCity(const SynthOptions& options)
             std::copy(hi, hi + 3, o.max);
             scene.objects.push_back(o);
         }
-        scene.meshTriangles.push_back(2u * (4u * b.floors * options.detail + 1u));
-        scene.meshTriangles.push_back(2u * 4u * b.floors * options.detail);
     }
     const float margin = kBlock, riverWidth = 3 * kBlock;
     const uint32_t groundMesh = 2 * n, waterMesh = 2 * n + 1;
@@ -249,8 +247,6 @@ PackScene synthCity(const SynthOptions& options)
     std::copy(wh, wh + 3, waterObject.max);
     scene.objects.push_back(groundObject);
     scene.objects.push_back(waterObject);
-    scene.meshTriangles.push_back(2u * 16 * 16);
-    scene.meshTriangles.push_back(2u * 16 * 16);
     scene.meshCount = 2 * n + 2;
 
     const uint32_t detail = std::max(1u, options.detail);

@@ -38,21 +38,56 @@ FIBITMAP* decode(const PackTexture& t)
     return format == FIF_UNKNOWN ? nullptr : FreeImage_Load(format, t.path.c_str(), 0);
 }
 
-bool hasRealAlpha(FIBITMAP* b)
+bool anyTranslucent(FIBITMAP* rgba)
 {
-    if (!FreeImage_IsTransparent(b) && FreeImage_GetBPP(b) != 32)
-        return false;
-    Bitmap rgba(FreeImage_ConvertTo32Bits(b));
-    if (!rgba)
-        return false;
-    const unsigned w = FreeImage_GetWidth(rgba.get()), h = FreeImage_GetHeight(rgba.get());
+    const unsigned w = FreeImage_GetWidth(rgba), h = FreeImage_GetHeight(rgba);
     for (unsigned y = 0; y < h; ++y) {
-        const BYTE* row = FreeImage_GetScanLine(rgba.get(), static_cast<int>(y));
+        const BYTE* row = FreeImage_GetScanLine(rgba, static_cast<int>(y));
         for (unsigned x = 0; x < w; ++x)
             if (row[4 * x + FI_RGBA_ALPHA] != 255)
                 return true;
     }
     return false;
+}
+
+// The image at 32 bits if it has real alpha, else at 24; converted once.
+Bitmap standardDepth(Bitmap bitmap, bool& alpha)
+{
+    alpha = false;
+    if (FreeImage_IsTransparent(bitmap.get()) || FreeImage_GetBPP(bitmap.get()) == 32) {
+        Bitmap rgba(FreeImage_ConvertTo32Bits(bitmap.get()));
+        if (rgba && anyTranslucent(rgba.get())) {
+            alpha = true;
+            return rgba;
+        }
+    }
+    return Bitmap(FreeImage_ConvertTo24Bits(bitmap.get()));
+}
+
+// Decoded, at 24 or 32 bits, at most kMaxSide a side, and without alpha a
+// width divisible by 4; null when the source cannot be read.
+Bitmap prepared(const PackTexture& texture, bool& alpha)
+{
+    Bitmap bitmap(decode(texture));
+    if (bitmap && FreeImage_GetImageType(bitmap.get()) != FIT_BITMAP)
+        bitmap.reset(FreeImage_ConvertToType(bitmap.get(), FIT_BITMAP, TRUE));
+    if (!bitmap || FreeImage_GetWidth(bitmap.get()) == 0 || FreeImage_GetHeight(bitmap.get()) == 0)
+        return nullptr;
+    bitmap = standardDepth(std::move(bitmap), alpha);
+    if (!bitmap)
+        return nullptr;
+    unsigned w = FreeImage_GetWidth(bitmap.get()), h = FreeImage_GetHeight(bitmap.get());
+    const unsigned side = TextureStore::kMaxSide;
+    if (w > side || h > side) {
+        const double f = static_cast<double>(side) / std::max(w, h);
+        w = std::max(1u, static_cast<unsigned>(w * f));
+        h = std::max(1u, static_cast<unsigned>(h * f));
+    }
+    if (!alpha && w % 4 != 0)
+        w += 4 - w % 4;
+    if (w != FreeImage_GetWidth(bitmap.get()) || h != FreeImage_GetHeight(bitmap.get()))
+        bitmap.reset(FreeImage_Rescale(bitmap.get(), static_cast<int>(w), static_cast<int>(h), FILTER_BILINEAR));
+    return bitmap;
 }
 
 } // namespace
@@ -89,47 +124,25 @@ StoredTexture TextureStore::store(int index, const PackTexture& texture)
     const auto known = done_.find(index);
     if (known != done_.end())
         return known->second;
-    StoredTexture result;
-    Bitmap bitmap(decode(texture));
-    if (bitmap && FreeImage_GetImageType(bitmap.get()) != FIT_BITMAP)
-        bitmap.reset(FreeImage_ConvertToType(bitmap.get(), FIT_BITMAP, TRUE));
-    if (!bitmap || FreeImage_GetWidth(bitmap.get()) == 0 || FreeImage_GetHeight(bitmap.get()) == 0) {
-        ++failed_;
-        done_[index] = result;
-        return result;
-    }
-    result.alpha = hasRealAlpha(bitmap.get());
-    bitmap.reset(result.alpha ? FreeImage_ConvertTo32Bits(bitmap.get()) : FreeImage_ConvertTo24Bits(bitmap.get()));
-
-    // Size: at most kMaxSide a side; without alpha a width divisible by 4.
-    unsigned w = FreeImage_GetWidth(bitmap.get()), h = FreeImage_GetHeight(bitmap.get());
-    if (w > kMaxSide || h > kMaxSide) {
-        const double f = static_cast<double>(kMaxSide) / std::max(w, h);
-        w = std::max(1u, static_cast<unsigned>(w * f));
-        h = std::max(1u, static_cast<unsigned>(h * f));
-    }
-    if (!result.alpha && w % 4 != 0)
-        w += 4 - w % 4;
-    if (w != FreeImage_GetWidth(bitmap.get()) || h != FreeImage_GetHeight(bitmap.get()))
-        bitmap.reset(FreeImage_Rescale(bitmap.get(), static_cast<int>(w), static_cast<int>(h), FILTER_BILINEAR));
-
+    StoredTexture& result = done_[index];
+    bool alpha = false;
+    Bitmap bitmap = prepared(texture, alpha);
     const std::string stem = safeStem(texture.name);
-    const std::string extension = result.alpha ? ".png" : ".jpg";
+    const std::string extension = alpha ? ".png" : ".jpg";
     std::string file = stem + extension;
     for (int n = 2; used_.count(file); ++n)
         file = stem + "_" + std::to_string(n) + extension;
     const std::string path = folder_ + "/" + file;
-    const bool saved = bitmap && (result.alpha ? FreeImage_Save(FIF_PNG, bitmap.get(), path.c_str(), PNG_DEFAULT)
-                                               : FreeImage_Save(FIF_JPEG, bitmap.get(), path.c_str(), 90));
+    const bool saved = bitmap && (alpha ? FreeImage_Save(FIF_PNG, bitmap.get(), path.c_str(), PNG_DEFAULT)
+                                        : FreeImage_Save(FIF_JPEG, bitmap.get(), path.c_str(), 90));
     if (!saved) {
         ++failed_;
-        result = StoredTexture();
-    } else {
-        used_.insert(file);
-        ++written_;
-        result.name = "texs/" + file;
+        return result;
     }
-    done_[index] = result;
+    used_.insert(file);
+    ++written_;
+    result.name = "texs/" + file;
+    result.alpha = alpha;
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include "jobs/FileHelpers.h"
 #include "platform/Platform.h"
 
 #include <rapidjson/document.h>
@@ -74,17 +75,7 @@ bool writeSession(const std::string& path, const Session& session)
     w.Int(session.msgHandle);
     w.EndObject();
 
-    const std::string temporary = path + ".tmp." + std::to_string(getpid());
-    FILE* f = std::fopen(temporary.c_str(), "wb");
-    if (!f)
-        return false;
-    const bool written = std::fwrite(buffer.GetString(), 1, buffer.GetSize(), f) == buffer.GetSize() &&
-                         std::fflush(f) == 0 && fsync(fileno(f)) == 0;
-    if (std::fclose(f) != 0 || !written || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        return false;
-    }
-    return true;
+    return Velda::writeFileAtomically(path, buffer.GetString(), buffer.GetSize());
 }
 
 } // namespace QemGate

@@ -2,6 +2,9 @@
 
 #include "QueryText.h"
 
+#include "formats/TextHelpers.h"
+#include "jobs/FileHelpers.h"
+
 #include <openssl/evp.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -89,30 +92,6 @@ std::string upper(std::string s)
     return s;
 }
 
-// A project file's name must stay inside the project folder.
-bool isSafeRelative(const std::string& name)
-{
-    if (name.empty() || name[0] == '/' || name[0] == '\\' || name.find('\0') != std::string::npos ||
-        name.find('\\') != std::string::npos)
-        return false;
-    size_t from = 0;
-    while (from <= name.size()) {
-        size_t end = name.find('/', from);
-        if (end == std::string::npos)
-            end = name.size();
-        const std::string part = name.substr(from, end - from);
-        if (part.empty() || part == "." || part == "..")
-            return false;
-        from = end + 1;
-    }
-    return true;
-}
-
-bool isPlainName(const std::string& name)
-{
-    return isSafeRelative(name) && name.find('/') == std::string::npos;
-}
-
 bool isRegularFile(const std::string& path)
 {
     struct stat st;
@@ -126,17 +105,6 @@ bool readWhole(const std::string& path, std::string& out)
         return false;
     out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     return !in.bad();
-}
-
-bool writeWhole(const std::string& path, const std::string& bytes)
-{
-    const std::string temporary = path + ".part";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())))
-            return false;
-    }
-    return std::rename(temporary.c_str(), path.c_str()) == 0;
 }
 
 // Serves a file in chunks, without reading it into memory first.
@@ -301,7 +269,7 @@ void ProjectService::routes()
             return refuse(res, kBadRequest, "请求参数错误", 400);
         if (!db_.project(projectid, project) || project.token != keys.at("token"))
             return refuse(res, kNoProject, "项目不存在", 404);
-        if (!isSafeRelative(name))
+        if (!Velda::isSafeRelativePath(name))
             return refuse(res, kBadRequest, "文件名无效", 400);
         const std::string path = project.folder + "/" + name;
         if (!isRegularFile(path))
@@ -396,9 +364,9 @@ void ProjectService::routes()
         int projectid = 0;
         std::string announced;
         const auto ticket = keys.find("ticket");
-        if (ticket == keys.end() || !isPlainName(ticket->second) || !db_.upload(ticket->second, projectid, announced))
+        if (ticket == keys.end() || !Velda::isPlainFileName(ticket->second) || !db_.upload(ticket->second, projectid, announced))
             return refuse(res, kNotFound, "上传地址无效", 404);
-        if (!writeWhole(options_.dataFolder + "/uploads/" + ticket->second, req.body))
+        if (!Velda::writeFileAtomically(options_.dataFolder + "/uploads/" + ticket->second, req.body.data(), req.body.size()))
             return refuse(res, kServerError, "无法保存上传的文件", 500);
         db_.markReceived(ticket->second);
         res.set_header("ETag", "\"" + upper(md5Hex(req.body)) + "\"");
@@ -420,7 +388,7 @@ void ProjectService::routes()
                     const std::string folder = options_.dataFolder + "/thumbs/" + std::to_string(c.projectid);
                     ::mkdir(folder.c_str(), 0755);
                     const std::string path = md5 + ".png";
-                    if (!writeWhole(folder + "/" + path, bytes))
+                    if (!Velda::writeFileAtomically(folder + "/" + path, bytes.data(), bytes.size()))
                         return refuse(res, kServerError, "无法保存缩略图", 500);
                     std::remove((options_.dataFolder + "/uploads/" + ticket).c_str());
                     db_.finishUpload(ticket, c.projectid, path, md5);
@@ -434,7 +402,7 @@ void ProjectService::routes()
                     if (!signedCaller(query, res, c))
                         return;
                     std::string path;
-                    if (!decoded(query, "path", path) || !isPlainName(path))
+                    if (!decoded(query, "path", path) || !Velda::isPlainFileName(path))
                         return refuse(res, kBadRequest, "文件名无效", 400);
                     const std::string file = options_.dataFolder + "/thumbs/" + std::to_string(c.projectid) + "/" + path;
                     if (!db_.thumbnail(c.projectid, path) || !isRegularFile(file))

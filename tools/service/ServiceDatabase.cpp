@@ -137,6 +137,15 @@ sqlite3* ServiceDatabase::connection()
     return db;
 }
 
+bool ServiceDatabase::textOf(const char* sql, int key, std::string& out)
+{
+    Statement s(connection(), sql);
+    if (!s.bind(1, key).step())
+        return false;
+    out = s.text(0);
+    return true;
+}
+
 void ServiceDatabase::createSchema()
 {
     sqlite3* db = connection();
@@ -176,20 +185,7 @@ void ServiceDatabase::upsertUser(int qemid, const std::string& name, const std::
 
 bool ServiceDatabase::userSign(int qemid, std::string& sign)
 {
-    Statement s(connection(), "SELECT sign FROM users WHERE qemid = ?1");
-    if (!s.bind(1, qemid).step())
-        return false;
-    sign = s.text(0);
-    return true;
-}
-
-bool ServiceDatabase::userName(int qemid, std::string& name)
-{
-    Statement s(connection(), "SELECT name FROM users WHERE qemid = ?1");
-    if (!s.bind(1, qemid).step())
-        return false;
-    name = s.text(0);
-    return true;
+    return textOf("SELECT sign FROM users WHERE qemid = ?1", qemid, sign);
 }
 
 void ServiceDatabase::upsertProject(ProjectRow row)
@@ -259,17 +255,7 @@ void ServiceDatabase::saveRecord(int projectid, int qemid, const std::string& re
 
 bool ServiceDatabase::record(int projectid, std::string& record)
 {
-    Statement s(connection(), "SELECT recordinfo FROM records WHERE projectid = ?1");
-    if (!s.bind(1, projectid).step())
-        return false;
-    record = s.text(0);
-    return true;
-}
-
-int ServiceDatabase::historyCount(int projectid)
-{
-    Statement s(connection(), "SELECT COUNT(*) FROM record_history WHERE projectid = ?1");
-    return s.bind(1, projectid).step() ? s.integer(0) : 0;
+    return textOf("SELECT recordinfo FROM records WHERE projectid = ?1", projectid, record);
 }
 
 void ServiceDatabase::saveCameras(int projectid, int qemid, const std::string& script)
@@ -287,11 +273,7 @@ void ServiceDatabase::saveCameras(int projectid, int qemid, const std::string& s
 
 bool ServiceDatabase::cameras(int projectid, std::string& script)
 {
-    Statement s(connection(), "SELECT camerainfo FROM cameras WHERE projectid = ?1");
-    if (!s.bind(1, projectid).step())
-        return false;
-    script = s.text(0);
-    return true;
+    return textOf("SELECT camerainfo FROM cameras WHERE projectid = ?1", projectid, script);
 }
 
 void ServiceDatabase::createUpload(const std::string& ticket, int projectid, int qemid, const std::string& md5)

@@ -30,7 +30,6 @@ public:
 
     void upsertUser(int qemid, const std::string& name, const std::string& sign);
     bool userSign(int qemid, std::string& sign);
-    bool userName(int qemid, std::string& name);
 
     // Keeps the token of a project that exists already.
     void upsertProject(ProjectRow row);
@@ -40,7 +39,6 @@ public:
     // (the newest saves of each project are kept).
     void saveRecord(int projectid, int qemid, const std::string& record);
     bool record(int projectid, std::string& record);
-    int historyCount(int projectid);
 
     void saveCameras(int projectid, int qemid, const std::string& script);
     bool cameras(int projectid, std::string& script);
@@ -58,6 +56,8 @@ public:
 
 private:
     sqlite3* connection();
+    // The first column of the row that one integer key selects.
+    bool textOf(const char* sql, int key, std::string& out);
 
     std::string path_;
     struct Connections;

@@ -94,7 +94,6 @@ int main(int argc, char** argv)
     }
     scene.objects.push_back(dome);
     scene.meshCount = 1;
-    scene.meshTriangles.push_back(2u * 64 * 32);
     scene.mesh = [](uint32_t) { return sphere(64, 32); };
 
     // The viewer scales the sky to a box diagonal of 10: a box of exactly
