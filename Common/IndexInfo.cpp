@@ -113,24 +113,24 @@ IndexInfo::IndexInfo(const unsigned char* data, unsigned int size)
 
         for (const VeldaDocNode* c : root->children) {
             if (c->name == L"ver") {
-                version_ = c->firstInt32();
+                data_.version = c->firstInt32();
             } else if (c->name == L"mtrls") {
-                materialFiles_ = readNumberNames(*c);
+                data_.materialFiles = readNumberNames(*c);
             } else if (c->name == L"meshes") {
-                meshFiles_ = readNumberNames(*c);
+                data_.meshFiles = readNumberNames(*c);
             } else if (c->name == L"objs") {
                 // Large scenes split their objects over several groups.
-                objectCount_ += static_cast<uint32_t>(c->children.size());
+                data_.objectCount += static_cast<uint32_t>(c->children.size());
                 for (const VeldaDocNode* o : c->children) {
                     IndexObject object = readObject(*o);
-                    objects_.emplace(object.id, std::move(object));  // a repeated id keeps the first
+                    data_.objects.emplace(object.id, std::move(object));  // a repeated id keeps the first
                 }
             } else if (c->name == L"min") {
-                bounds_.setMin(readVector3(*c));
+                data_.bounds.setMin(readVector3(*c));
             } else if (c->name == L"max") {
-                bounds_.setMax(readVector3(*c));
+                data_.bounds.setMax(readVector3(*c));
             } else if (c->name == L"unit") {
-                unit_ = c->firstUInt32();
+                data_.unit = c->firstUInt32();
             }
         }
     } catch (const std::exception& e) {

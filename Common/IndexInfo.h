@@ -1,7 +1,6 @@
 #pragma once
 
-#include "scene/AABB3.h"
-#include "scene/Matrix4.h"
+#include "scene/SceneIndex.h"
 
 #include <cstdint>
 #include <map>
@@ -10,20 +9,8 @@
 
 namespace VeldaClient {
 
-struct IndexSurface {
-    int32_t materialId = 0;
-    int32_t meshId = 0;
-    std::string name;
-};
-
-struct IndexObject {
-    int32_t id = 0;
-    std::string name;
-    Velda::Matrix4 matrix;
-    Velda::AABB3 bounds;
-    bool castShadow = false;
-    std::vector<IndexSurface> surfaces;
-};
+using IndexSurface = Velda::IndexSurface;
+using IndexObject = Velda::IndexObject;
 
 // The parsed `index` file of a project (or of the sky): which bundles exist
 // and which objects the scene has. A plain data holder.
@@ -34,24 +21,20 @@ public:
     // the reason is nested in it (std::rethrow_if_nested).
     IndexInfo(const unsigned char* data, unsigned int size);
 
-    int32_t version() const { return version_; }
-    std::vector<std::string> materialFiles() const { return materialFiles_; }
-    std::vector<std::string> meshFiles() const { return meshFiles_; }
+    int32_t version() const { return data_.version; }
+    std::vector<std::string> materialFiles() const { return data_.materialFiles; }
+    std::vector<std::string> meshFiles() const { return data_.meshFiles; }
     // Children of "objs", summed over the groups of a scene too large for one.
-    uint32_t objectCount() const { return objectCount_; }
+    uint32_t objectCount() const { return data_.objectCount; }
     // By id, ascending; of two objects with one id the first stays.
-    std::map<int32_t, IndexObject> objects() const { return objects_; }
-    Velda::AABB3 bounds() const { return bounds_; }
-    uint32_t unit() const { return unit_; }
+    std::map<int32_t, IndexObject> objects() const { return data_.objects; }
+    Velda::AABB3 bounds() const { return data_.bounds; }
+    uint32_t unit() const { return data_.unit; }
+    // All of it, for the scene builder.
+    const Velda::SceneIndex& data() const { return data_; }
 
 private:
-    int32_t version_ = 0;
-    std::vector<std::string> materialFiles_;
-    std::vector<std::string> meshFiles_;
-    uint32_t objectCount_ = 0;
-    std::map<int32_t, IndexObject> objects_;
-    Velda::AABB3 bounds_;
-    uint32_t unit_ = 0;
+    Velda::SceneIndex data_;
 };
 
 // The text of the failure above.

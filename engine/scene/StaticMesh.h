@@ -1,21 +1,33 @@
 #pragma once
 
 #include "scene/Object3D.h"
+#include "scene/SurfaceSet.h"
 
 namespace Velda {
 
-// The drawable of the project's scene. Surfaces and render items arrive with
-// the mesh and material assets; until then it is a placed, empty object.
+class AssetMaterial;
+class AssetMesh;
+
+// The drawable of the project's scene: named index sets of a mesh, each
+// with a material. Mesh and material arrive later, in any order; a surface
+// joins the frame once its mesh is ready.
 class StaticMesh : public Object3D {
 public:
     ~StaticMesh() override = default;
 
+    void addSurface(int32_t meshId, int32_t materialId, const std::string& name);
+    void setMaterial(AssetMaterial* asset);
+    void setMesh(AssetMesh* asset);
+    void collectRenderItems(RenderList& list) override;
+
     void setNoReflection(bool on) { noReflection_ = on; }
     bool getNoReflection() const { return noReflection_; }
+    const SurfaceSet& surfaces() const { return surfaces_; }
 
 private:
     bool noReflection_ = false;
     bool reserved_ = false;
+    SurfaceSet surfaces_;
 };
 
 } // namespace Velda

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "scene/Matrix4.h"
+#include "scene/RenderItem.h"
+
+#include <map>
+#include <memory>
+#include <string>
+
+namespace Velda {
+
+class BaseProcessor;
+class Camera;
+class Material;
+class SceneRoot;
+class ShaderManager;
+class ShaderProgram;
+class Texture2D;
+struct FrameContext;
+
+// The renderer: one process-wide object that owns the passes, the shader
+// store, the frame state and every picture setting the sliders change.
+// Created empty (no GL); initialize() makes the GL resources. GL thread only.
+class Context3d {
+public:
+    // Where each value of the day cycle stands in timeOfDay()'s 14 floats.
+    enum DayValue {
+        kSunColor = 0,      // 3 floats
+        kShadeColor = 3,    // 3 floats
+        kNightMix = 6,
+        kGlowColor = 7,     // 3 floats
+        kGlowLevel = 10,
+        kAmbientLevel = 11,
+        kSunLevel = 12,
+        kShadowLift = 13,
+        kDayValues = 14,
+    };
+    enum Pass { kShadowPass = 0, kLightingPass, kPostPass, kInteractivePass, kPassCount };
+
+    // Makes the renderer on the first call; later calls return it.
+    static Context3d* instance();
+    // Deletes it (the hub's destructor does); the next instance() makes a new one.
+    static void destroyInstance();
+
+    // Makes the GL resources; needs a current context with GLEW set up.
+    void initialize(void* unused = nullptr);
+    bool initialized() const { return frameContext != nullptr; }
+
+    // targetTexture -1: the frame goes to frameBuffer itself. Hands exactly
+    // one finished job to its completion.
+    void begin(Camera* camera, int targetTexture, int frameBuffer);
+    void render(SceneRoot* scene, bool clear, bool lighting, bool shadow, bool interactive);
+    void end();
+
+    // Recomputes the day cycle from timeAngle; returns its 14 floats.
+    const float* timeOfDay();
+    // A textured rectangle in view pixels, y downward.
+    void flatTex(int texture, float x, float y, float w, float h, Matrix4 world);
+    // One line in world space; a debugging aid.
+    void renderLine(float x0, float y0, float z0, float x1, float y1, float z1, float r, float g, float b);
+    void useProgram(ShaderProgram* program);
+
+    // Splits collected items into the opaque and the blended (back to front)
+    // lists, fills light lists and flags. Public for the tests.
+    void buildLists(const RenderList& meshes, const RenderList& sky, RenderList& opaque, RenderList& blended);
+
+    Texture2D* placeholderTexture = nullptr;
+    Material* defaultMaterial = nullptr;
+    FrameContext* frameContext = nullptr;
+    ShaderManager* shaderManager = nullptr;
+    BaseProcessor* processors[kPassCount] = {};
+    int frameBuffer = 0;
+    SceneRoot* scene = nullptr;
+    bool whiteModel = false;
+    bool variantsDirty = false;
+    int viewportWidth = 0;
+    int viewportHeight = 0;
+    unsigned int shadowWidth = 2048;
+    unsigned int shadowHeight = 2048;
+    int shadowBaseWidth = 2048;
+    int shadowBaseHeight = 2048;
+    float dialMarginX = 20.0f;
+    float dialMarginY = 16.0f;
+    float timeAngle = 2.356194f;
+    float azimuthAngle = 5.497787f;
+    bool outerDialHot = false;
+    bool innerDialHot = false;
+    float dayCycle[kDayValues] = {};
+    bool nightMode = false;
+    bool constantLight = false;
+    float shadowShade = 0.45f;
+    float bloomCoefficient = 0.21f;
+    float ssaoPower = 1.0f;
+    float ssaoKernelSize = 32.0f;
+    // The only way one pass hands a picture to the next; an unknown name
+    // reads as texture 0.
+    std::map<std::string, unsigned int> namedTextures;
+
+private:
+    Context3d() = default;
+    ~Context3d();
+    Context3d(const Context3d&) = delete;
+    Context3d& operator=(const Context3d&) = delete;
+
+    void attachTarget(int targetTexture);
+};
+
+} // namespace Velda

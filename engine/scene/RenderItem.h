@@ -1,0 +1,64 @@
+#pragma once
+
+#include "formats/Geometry.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Velda {
+
+class AABB3;
+class DctLight;
+class IndexBufferObject;
+class Material;
+class Matrix4;
+class PtLight;
+class SpotLight;
+
+// The record that every pass draws: one index set of a mesh with its
+// material, its matrices and the switches that pick its shader variant.
+// Drawables fill it; the renderer reads it.
+struct RenderItem {
+    static const int kChannels = 7;
+
+    RenderItem();
+
+    std::string macroNames[kChannels];
+    std::string macroValues[kChannels];
+    bool bump = false;
+    bool noSky = true;
+    bool water = false;
+    bool colorRamp = false;
+    bool night = false;
+    bool noMaterial = false;
+    bool sky = false;
+    bool whiteModel = false;
+
+    const Layout* layout = nullptr;
+    const IndexBufferObject* indexBuffer = nullptr;
+    const std::vector<unsigned char>* indexData = nullptr;
+    int indexWidth = 0;  // 0: 16-bit indices
+    uint32_t firstIndex = 0;
+    uint32_t indexCount = 0;
+
+    Material* material = nullptr;
+    Matrix4* transform = nullptr;
+    Matrix4* transformTwin = nullptr;
+    Matrix4* normalMatrix = nullptr;
+    Matrix4* normalMatrixTwin = nullptr;
+    AABB3* box = nullptr;
+
+    std::vector<DctLight*> directionalLights;
+    std::vector<PtLight*> pointLights;
+    std::vector<SpotLight*> spotLights;
+
+    bool castShadow = false;
+    bool macrosReady = false;
+    // Names once added stay: a flag switched off keeps its macro.
+    std::map<std::string, std::string> macroTable;
+    std::string variantKey;
+};
+
+} // namespace Velda
