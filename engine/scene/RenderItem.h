@@ -23,7 +23,7 @@ class SpotLight;
 struct RenderItem {
     static const int kChannels = 7;
 
-    RenderItem();
+    RenderItem() : macroTable{{"UNI_DCTLIGHT_NUM", "0"}, {"UNI_PTLIGHT_NUM", "0"}, {"UNI_SPOTLIGHT_NUM", "0"}} {}
 
     std::string macroNames[kChannels];
     std::string macroValues[kChannels];
