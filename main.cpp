@@ -7,6 +7,7 @@
 #include "log/Log.h"
 
 #include <QFile>
+#include <QIcon>
 
 namespace VeldaClient {
 
@@ -29,6 +30,7 @@ int run(int argc, char** argv)
         return -1;
 
     ApplicationMain* application = new ApplicationMain(argc, argv);
+    application->setWindowIcon(QIcon(":/Images/velda-viewer.svg"));
     initializeAppTheme(*application);
     GraphicsContext::instance()->setApplication(application);
     FormMain* form = new FormMain();

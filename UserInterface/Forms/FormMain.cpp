@@ -1,12 +1,14 @@
 #include "UserInterface/Forms/FormMain.h"
 
 #include "Common/GraphicsContext.h"
+#include "UserInterface/Widgets/WidgetGLView.h"
 #include "UserInterface/Widgets/WidgetMainCentralView.h"
 #include "log/Log.h"
 
 #include <QApplication>
 #include <QDesktopWidget>
 #include <QIcon>
+#include <QScreen>
 #include <QThreadPool>
 
 namespace VeldaClient {
@@ -20,6 +22,8 @@ FormMain::~FormMain()
 {
     // Flights write the camera from the pool: they end before the hub goes.
     QThreadPool::globalInstance()->waitForDone();
+    // The renderer and the widgets free GL names: the surface's context is current.
+    centralView_->glView()->makeCurrent();
     GraphicsContext::destroyInstance();
 }
 
@@ -51,7 +55,7 @@ void FormMain::maxSizeApplication()
 {
     normalX = pos().x();
     normalY = pos().y();
-    setGeometry(QApplication::desktop()->availableGeometry(-1));
+    setGeometry(QGuiApplication::primaryScreen()->availableGeometry());
     updateGeometry();
     fullScreen = false;
     maxSize = true;

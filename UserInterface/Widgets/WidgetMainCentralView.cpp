@@ -130,7 +130,9 @@ bool WidgetMainCentralView::_moveCamera(QObject*, QKeyEvent* e)
     Velda::Camera* camera = hub->camera();
     const Velda::Vector4 column = camera->getTransform().getColumn(0);
     const Velda::Vector3 right(column.x, column.y, column.z);
-    const Velda::Vector3 forward = right.cross(hub->worldUp());
+    // Where the camera looks, on the ground: up x right (right x up would
+    // point behind the camera, and W is forward).
+    const Velda::Vector3 forward = hub->worldUp().cross(right);
     Velda::Vector3 axis;
     double direction = 0.0;
     switch (e->key()) {

@@ -85,7 +85,8 @@ void WidgetMessageBox::initializeControls()
     setObjectName("WidgetMessageBox");
     setFixedSize(374, 164);
     setContentsMargins(7, 7, 7, 7);
-    setWindowFlags(Qt::FramelessWindowHint);
+    // A window of its own even with a parent: frameless alone would make it a child.
+    setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_TranslucentBackground);
     QGraphicsDropShadowEffect* shadow = new QGraphicsDropShadowEffect(this);
     shadow->setOffset(0, 0);
@@ -106,7 +107,7 @@ int WidgetMessageBox::ask(const std::string& questionText, const std::string& de
         detail->show();
     }
     setFocus();
-    show();
+    // exec() shows it: a dialog already shown would not become modal.
     setWindowFlags(windowFlags() | Qt::WindowStaysOnTopHint);
     exec();
     return result;

@@ -6,6 +6,7 @@
 
 #include <string>
 
+class QFrame;
 class QLabel;
 class QPushButton;
 

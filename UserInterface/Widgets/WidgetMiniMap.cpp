@@ -6,7 +6,6 @@
 
 #include <QLabel>
 #include <QMouseEvent>
-#include <QOpenGLContext>
 #include <QPixmap>
 #include <QPointer>
 #include <QtConcurrent>
@@ -20,7 +19,8 @@ WidgetMiniMap::WidgetMiniMap(QWidget* parent) : QFrame(parent), framing_(120, 80
 
 WidgetMiniMap::~WidgetMiniMap()
 {
-    if (texture_ != static_cast<GLuint>(-1) && QOpenGLContext::currentContext())
+    // The window makes its GL context current before it is torn down.
+    if (texture_ != static_cast<GLuint>(-1))
         glDeleteTextures(1, &texture_);
 }
 
