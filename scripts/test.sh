@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the whole test suite: the
-# Release tree under Xvfb, then a sanitizer tree (AddressSanitizer and
-# UndefinedBehaviorSanitizer) for the engine's tests and the fuzzing of the
-# project file readers.
+# Release tree under Xvfb (the viewer end to end on its own), then a
+# sanitizer tree (AddressSanitizer and UndefinedBehaviorSanitizer) for the
+# engine's tests and the fuzzing of the project file readers.
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -20,7 +20,9 @@ cmake --build "$BUILD-asan" -j "$JOBS"
 XVFB=(xvfb-run -a -s "-screen 0 1280x800x24")
 
 echo "== Release tests (under Xvfb)"
-"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE "fuzz|load"
+"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE "fuzz|load|e2e"
+echo "== The viewer end to end (Release, under Xvfb)"
+"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -L e2e
 echo "== Service load (Release)"
 ctest --test-dir "$BUILD" -L load -V > "$BUILD/load.log" 2>&1 || { cat "$BUILD/load.log"; exit 1; }
 grep -E "(load|kill): " "$BUILD/load.log" || true
