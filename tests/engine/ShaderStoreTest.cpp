@@ -236,6 +236,9 @@ TEST_F(GLTest, FailingCompileReportsTheWholeSourceAndStoresNothing)
         }
         EXPECT_TRUE(store.programs().empty());
     }
+    // An unknown name compiles an empty text, which the compiler rejects.
+    EXPECT_THROW(store.acquireProgram("nothing", nullptr, nullptr), std::logic_error);
+    EXPECT_TRUE(store.programs().empty());
     EXPECT_EQ(std::string(ShaderProgram::kErrorSeparator), std::string(74, '/') + " \n");
 }
 
