@@ -104,25 +104,32 @@ vec3 getNormal()
     return normalize(v_Normal);
 }
 
+// A texture channel at its UV set, moved by the channel's offset (xy) and
+// scaled by its scale (zw) from the given entry.
+vec4 channelSample(sampler2D channel, int entry, vec2 uv)
+{
+    return texture2D(channel, u_Uniform[entry].xy + uv * u_Uniform[entry].zw);
+}
+
 vec3 getDiffuse()
 {
     vec3 tex = vec3(0.0);
 #if defined(UNI_TEX_0_UV) || defined(UNI_TEX_1_UV) || defined(UNI_TEX_2_UV) || defined(UNI_TEX_5_UV) || defined(UNI_TEX_6_UV)
     // Colour channels add up; they are not blended.
 #ifdef UNI_TEX_0_UV
-    tex += texture2D(u_Tex0, u_Uniform[25].xy + (UNI_TEX_0_UV) * u_Uniform[25].zw).rgb;
+    tex += channelSample(u_Tex0, 25, UNI_TEX_0_UV).rgb;
 #endif
 #ifdef UNI_TEX_1_UV
-    tex += texture2D(u_Tex1, u_Uniform[26].xy + (UNI_TEX_1_UV) * u_Uniform[26].zw).rgb;
+    tex += channelSample(u_Tex1, 26, UNI_TEX_1_UV).rgb;
 #endif
 #ifdef UNI_TEX_2_UV
-    tex += texture2D(u_Tex2, u_Uniform[27].xy + (UNI_TEX_2_UV) * u_Uniform[27].zw).rgb;
+    tex += channelSample(u_Tex2, 27, UNI_TEX_2_UV).rgb;
 #endif
 #ifdef UNI_TEX_5_UV
-    tex += texture2D(u_Tex5, u_Uniform[30].xy + (UNI_TEX_5_UV) * u_Uniform[30].zw).rgb;
+    tex += channelSample(u_Tex5, 30, UNI_TEX_5_UV).rgb;
 #endif
 #ifdef UNI_TEX_6_UV
-    tex += texture2D(u_Tex6, u_Uniform[31].xy + (UNI_TEX_6_UV) * u_Uniform[31].zw).rgb;
+    tex += channelSample(u_Tex6, 31, UNI_TEX_6_UV).rgb;
 #endif
 #else
     tex = u_diffuse;
@@ -283,7 +290,7 @@ void main()
 #else
     vec4 color = vec4(result, u_alpha);
 #ifdef UNI_TEX_5_UV
-    color.a = texture2D(u_Tex5, u_Uniform[30].xy + (UNI_TEX_5_UV) * u_Uniform[30].zw).a;
+    color.a = channelSample(u_Tex5, 30, UNI_TEX_5_UV).a;
 #endif
 #ifdef OK_WATER
     color.a = 0.8;
