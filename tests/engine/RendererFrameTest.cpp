@@ -5,6 +5,7 @@
 #include "assets/AssetMesh.h"
 #include "formats/Geometry.h"
 #include "formats/Material.h"
+#include "platform/Platform.h"
 #include "render/Context3d.h"
 #include "render/FrameContext.h"
 #include "render/RenderTarget.h"
@@ -79,9 +80,16 @@ protected:
         AssetGLTest::TearDown();
     }
 
-    // A ground and a raised square over it, which shades part of it.
-    void buildScene()
+    // A ground and a raised square over it, which shades part of it. The
+    // colour ramp every mesh asks for comes from the sky beside the test,
+    // as the boot would fetch it; the scene is ready once it is in.
+    void buildScene(bool ready = true)
     {
+        manager->load("file://" + Platform::programFolder() + "/SkyResources/img/color.jpg", Callback());
+        manager->load("SkyResources/img/color.lt", Callback());
+        ASSERT_TRUE(VeldaTest::pumpJobs());
+        if (ready)
+            ASSERT_TRUE(manager->isReady());
         addObject(square(1.5f, 0.0f));
         addObject(square(0.4f, 0.8f));
         scene.extendBounds(AABB3(Vector3(-1.5f, -1.5f, 0.0f), Vector3(1.5f, 1.5f, 0.8f)));
@@ -186,8 +194,8 @@ TEST_F(FrameTest, ShadowMapIsKeptWhileNothingChanges)
 
 TEST_F(FrameTest, ShadowMapIsRedrawnOnEveryFrameWhileLoading)
 {
-    buildScene();
     manager->load("file:///nowhere/never.mt", Callback());  // a bundle that never arrives
+    buildScene(false);
     for (int i = 0; i < 5; ++i)
         frame();
     EXPECT_EQ(ctx->stats.shadowDraws, 5u);
@@ -218,12 +226,16 @@ TEST_F(FrameTest, OffscreenFramesGoToTheGivenTexture)
         lit += rgba[i + 3] == 255;
     EXPECT_EQ(lit, rgba.size() / 4);  // the composition covers the whole texture
 
-    // A texture that cannot be drawn into refuses the frame.
+    // A texture that cannot be drawn into (it has no storage) refuses the frame.
+    GLuint empty = 0;
+    glGenTextures(1, &empty);
+    glBindTexture(GL_TEXTURE_2D, empty);
     try {
-        ctx->begin(camera, 0, static_cast<int>(target.fbo()));
+        ctx->begin(camera, static_cast<int>(empty), static_cast<int>(target.fbo()));
         FAIL() << "no error for texture 0";
     } catch (const std::exception& e) {
         EXPECT_STREQ(e.what(), "FBO ERROR!");
     }
     glDeleteTextures(1, &texture);
+    glDeleteTextures(1, &empty);
 }

@@ -116,7 +116,7 @@ void placeOverview(Velda::Camera& camera, const AABB3& box, float aspect, bool o
     const Vector3 min = box.getMin();
     const Vector3 max = box.getMax();
     const Vector3 centre = (min + max) * 0.5f;
-    const Vector3 dir = Vector3(1.0f, -1.0f, 0.8f).normalized();
+    const Vector3 dir = Vector3(1.0f, -1.0f, 0.5f).normalized();
     const Vector3 up(0.0f, 0.0f, 1.0f);
     const Vector3 right = up.cross(dir).normalized();
     const Vector3 upward = dir.cross(right).normalized();
