@@ -2,42 +2,24 @@
 
 #include "Common/GraphicsContext.h"
 
-#include "Common/IndexInfo.h"
-#include "assets/AssetBinary.h"
+#include "Common/ProjectLoader.h"
 #include "assets/AssetManager.h"
-#include "assets/DiskCache.h"
 #include "formats/TextHelpers.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
 #include "render/Context3d.h"
 #include "scene/Camera.h"
-#include "scene/SceneBuilder.h"
 #include "scene/SceneRoot.h"
-#include "scene/SpotLight.h"
+#include "scene/ViewerDefaults.h"
 #include "service/QemDllImport.h"
 
 #include <QSysInfo>
-
-#include <cmath>
 
 namespace VeldaClient {
 
 namespace {
 
 GraphicsContext* g_instance = nullptr;
-
-// The images of SkyResources/img/, in the order they are queued. The last
-// one is a single address whose bars make a cube texture of six faces.
-const char* const kSkyImages[] = {
-    "光圈.png",
-    "光圈圆点-内环(划过).png",
-    "光圈圆点-内环.png",
-    "光圈圆点-外环(划过).png",
-    "光圈圆点-外环.png",
-    "color.jpg",
-    "water.jpg",
-    "rt.jpg|lf.jpg|bk.jpg|ft.jpg|up.jpg|dn.jpg",
-};
 
 const char* glText(GLenum name)
 {
@@ -67,26 +49,9 @@ GraphicsContext::GraphicsContext()
     scene_.reset(new Velda::SceneRoot());
     context3d_ = Velda::Context3d::instance();
 
-    camera_ = static_cast<Velda::Camera*>(scene_->createObject(Velda::SceneRoot::kCamera));
-    camera_->setFar(15.0f);
-    camera_->setNear(0.01f);
-    camera_->setFov(1.0471975f);
-    camera_->setProjectionType(Velda::Camera::kPerspective);
-    camera_->setOrthoBounds(-0.8f, 0.8f, -0.6f, 0.6f);
-    camera_->setClearColor(0.5411765f, 0.6784314f, 0.8156863f, 1.0f);
+    camera_ = Velda::createViewerCamera(*scene_);
     rotationSpeed_ = 0.0045f;
-
-    const float degree = 3.1415925f / 180.0f;
-    spotLight_ = static_cast<Velda::SpotLight*>(scene_->createObject(Velda::SceneRoot::kSpotLight));
-    spotLight_->setColor(1.0f, 1.0f, 1.0f);
-    spotLight_->setPosition(2.0f, 1.0f, 4.0f);
-    spotLight_->setDirection(Velda::Vector3(-40.0f, -40.0f, -80.0f).normalized());
-    spotLight_->setLinear(0.0014f);
-    spotLight_->setQuadratic(0.000007f);
-    spotLight_->setConstant(1.0f);
-    spotLight_->setInnerCos(std::cos(35.0f * degree));
-    spotLight_->setOuterCos(std::cos(50.0f * degree));
-    spotLight_->setCastShadow(true);
+    spotLight_ = Velda::createViewerSun(*scene_);
     initializing_ = false;
 }
 
@@ -95,7 +60,7 @@ GraphicsContext::~GraphicsContext()
     // The renderer goes first, so that the asset deletions below don't reach it.
     Velda::Context3d::destroyInstance();
     context3d_ = nullptr;
-    builder_.reset();
+    loader_.reset();
     scene_.reset();
     camera_ = nullptr;
     spotLight_ = nullptr;
@@ -118,7 +83,6 @@ void GraphicsContext::initialize()
     VLOG << "CPU Architecture : " << QSysInfo::currentCpuArchitecture().toStdString();
 
     Velda::AssetManager* assets = new Velda::AssetManager(context3d_);
-    builder_.reset(new Velda::SceneBuilder(scene_.get(), camera_, assets));
     VLOG << "os init.";
     context3d_->initialize();
     VLOG << "Context3d init.";
@@ -127,46 +91,13 @@ void GraphicsContext::initialize()
     glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
     glHint(GL_FRAGMENT_SHADER_DERIVATIVE_HINT, GL_NICEST);
 
-    const std::string sky = programFolder() + "/SkyResources/";
-    skyIndexPath_ = Velda::DiskCache::localAddress(sky + "index");
-    assets->loadBinary(skyIndexPath_, [this](void* asset) { return _loadSkyCallback(asset); });
-    for (const char* image : kSkyImages)
-        assets->load(Velda::DiskCache::localAddress(sky + "img/" + image), Velda::Callback());
-
-    const std::string appData = appDataFolder();
-    assets->setBaseFolder(appData);
-    Velda::DiskCache::setRoot(appData);
-    VLOG << "Load internal asset.";
-
-    projectRoot_ = rootPath_;
-    rootPath_ += "index";
-    VLOG << "Begin cache processor.";
-    Velda::DiskCache::lookup(rootPath_, projectRoot_);
-    VLOG << "Download index file.";
-    assets->loadBinary(rootPath_, [this](void* asset) { return _loadIndexCallback(asset); });
+    // The sky's index and images, then the project's index (from the cache
+    // when it holds the project); the loader's callbacks build the scene.
+    loader_.reset(new ProjectLoader(scene_.get(), camera_, assets));
+    loader_->start(programFolder(), appDataFolder(), rootPath_, projectRoot_);
 
     initializing_ = false;
     VLOG << "GraphicsContext initialize end";
-}
-
-void* GraphicsContext::_loadSkyCallback(void* asset)
-{
-    VLOG << "load sky callback, parse index info!";
-    const auto* file = static_cast<Velda::AssetBinary*>(Velda::Asset::fromCallbackArgument(asset));
-    const IndexInfo index(file->data(), file->dataSize());
-    builder_->buildSky(index.data(), Velda::DiskCache::localAddress(programFolder() + "/SkyResources/"));
-    VLOG << "load sky callback, parse index info over!";
-    return nullptr;
-}
-
-void* GraphicsContext::_loadIndexCallback(void* asset)
-{
-    VLOG << "load index callback, parse index info!";
-    const auto* file = static_cast<Velda::AssetBinary*>(Velda::Asset::fromCallbackArgument(asset));
-    const IndexInfo index(file->data(), file->dataSize());
-    builder_->buildProject(index.data(), projectRoot_);
-    VLOG << "load index callback, parse index info over!";
-    return nullptr;
 }
 
 void GraphicsContext::setOrbitPivot(const Velda::Vector3& pivot)

@@ -13,7 +13,6 @@
 namespace Velda {
 class Camera;
 class Context3d;
-class SceneBuilder;
 class SceneRoot;
 class SpotLight;
 } // namespace Velda
@@ -21,6 +20,7 @@ class SpotLight;
 namespace VeldaClient {
 
 class ApplicationMain;
+class ProjectLoader;
 
 // The hub of the viewer: a lazily created process-wide singleton that owns
 // the scene (with the camera and the sun-like spot light in it), the project's
@@ -74,12 +74,8 @@ public:
     // Where the project's bundles are fetched from: the root path, or a
     // file:/// folder of the cache.
     std::string projectRoot() const { return projectRoot_; }
-    // The scene-building unit; null before initialize().
-    Velda::SceneBuilder* sceneBuilder() const { return builder_.get(); }
-
-    // Load callbacks of the two index files; the argument is an AssetBinary.
-    void* _loadSkyCallback(void* asset);
-    void* _loadIndexCallback(void* asset);
+    // What queues the files and builds the scene; null before initialize().
+    ProjectLoader* projectLoader() const { return loader_.get(); }
 
 private:
     GraphicsContext();
@@ -90,7 +86,7 @@ private:
     Velda::Camera* camera_ = nullptr;        // made by and kept in the scene
     Velda::SpotLight* spotLight_ = nullptr;  // made by and kept in the scene
     Velda::Context3d* context3d_ = nullptr;
-    std::unique_ptr<Velda::SceneBuilder> builder_;
+    std::unique_ptr<ProjectLoader> loader_;
     float rotationSpeed_ = 0.01f;
     Velda::Vector3 orbitPivot_;
     Velda::Vector3 worldUp_{0, 0, 1};
@@ -101,7 +97,6 @@ private:
     std::unique_ptr<ProjectInfo> projectInfo_;
     std::string rootPath_;
     std::string projectRoot_;
-    std::string skyIndexPath_;
 };
 
 } // namespace VeldaClient

@@ -210,6 +210,8 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
             continue;
         const Clock::time_point passStart = Clock::now();
         processors[i]->process(opaque, blended, clear);
+        if (stats.finishEachPass)
+            glFinish();
         stats.passMs[i] = millisecondsSince(passStart);
     }
     stats.shadowDraws = static_cast<ShadowProcessor*>(processors[kShadowPass])->drawCount();

@@ -28,6 +28,9 @@ struct FrameStats {
     uint64_t shadowDraws = 0;   // times the shadow map has been drawn
     double passMs[4] = {};      // CPU time of each pass's process in the last render
     double renderMs = 0.0;      // the whole last render
+    // Benchmarks set this to wait for the driver after each pass, so that
+    // a pass's time holds its drawing and not only its commands.
+    bool finishEachPass = false;
 };
 
 // The renderer: one process-wide object that owns the passes, the shader

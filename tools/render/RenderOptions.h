@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+
+namespace VeldaRender {
+
+// What one velda-render run is asked to draw. Angles are radians; the eye
+// and target of an explicit camera are in scene units (after the 10-unit
+// scaling).
+struct RenderOptions {
+    enum class CameraMode { Overview, Start, Explicit };
+
+    std::string project;  // a project folder, or a root address ending in "pars=" or "/"
+    std::string output;
+    int width = 1024, height = 700;
+    bool hasTimeAngle = false;  // false: the viewer's start value
+    float timeAngle = 0;
+    bool hasAzimuth = false;  // false: the viewer's start value
+    float azimuth = 0;
+    bool white = false, ortho = false;
+    CameraMode camera = CameraMode::Overview;
+    float eye[3] = {}, target[3] = {};
+    int bloom = 21;        // the slider's integer, 0 to 100
+    std::string cacheDir;  // empty: the application data folder
+    bool report = false;
+    int shadowQuality = 2;  // 0 to 3
+    int shadowShade = 45;   // 0 to 100
+    int ssao = 200;         // 200 to 300
+    bool dial = false;
+    int frames = 1;
+};
+
+// Reads the command line (argv[0] is the program). Throws std::runtime_error
+// with a one-line reason on an unknown or repeated option, a missing value,
+// a number out of range, a malformed size, camera or address, or a missing
+// PROJECT or -o.
+RenderOptions parseRenderOptions(int argc, char** argv);
+
+// True when the command line asks for the usage text (-h or --help).
+bool wantsUsage(int argc, char** argv);
+
+// The usage text, several lines ending in a line feed.
+std::string usage();
+
+} // namespace VeldaRender
