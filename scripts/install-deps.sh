@@ -12,13 +12,8 @@ PACKAGES=(
   libassimp-dev assimp-testmodels libcpp-httplib-dev libssl-dev
   libsqlite3-dev sqlite3
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-<<<<<<< HEAD
-  libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0
-  glslang-tools fonts-wqy-microhei imagemagick xdotool
-=======
   libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0 libegl1 libegl-dev
-  glslang-tools fonts-wqy-microhei
->>>>>>> main
+  glslang-tools fonts-wqy-microhei imagemagick xdotool
 )
 
 missing=()
