@@ -1,0 +1,391 @@
+// The saved views' persistent forms: the record JSON in both directions, the
+// camera script, and the thumbnails' way to the service and back.
+#include "Common/GraphicsContext.h"
+#include "service/SavedViews.h"
+#include "service/WebService.h"
+
+#include "LocalServer.h"
+#include "Process.h"
+#include "ServiceHarness.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QImage>
+
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+using namespace VeldaClient;
+using VeldaTest::ScopedEnv;
+
+namespace {
+
+const double kPi = 3.1415925;
+
+// A place for a view with the flag rules of the gallery's buttons.
+class TestSlot : public SavedViewSlot {
+public:
+    explicit TestSlot(int n) : n_(n) {}
+    int number() const override { return n_; }
+    Velda::Camera camera() const override { return camera_; }
+    void setCamera(const Velda::Camera& c) override { camera_ = c; }
+    Velda::Vector3 target() const override { return target_; }
+    void setTarget(const Velda::Vector3& t) override { change(target_, t); }
+    float lr() const override { return lr_; }
+    void setLr(float a) override { change(lr_, a); }
+    float tr() const override { return tr_; }
+    void setTr(float a) override { change(tr_, a); }
+    std::wstring user() const override { return user_; }
+    void setUser(const std::wstring& u) override { change(user_, u); }
+    std::string qemidText() const override { return qemid_; }
+    void setQemidText(const std::string& q) override { change(qemid_, q); }
+    std::string time() const override { return time_; }
+    void setTime(const std::string& t) override { change(time_, t); }
+    std::string md5() const override { return md5_; }
+    void setMd5(const std::string& m) override { change(md5_, m); }
+    std::string img() const override { return img_; }
+    void setImg(const std::string& i) override { img_ = i; }
+    bool changed() const override { return changed_; }
+    void setChanged(bool c) override { changed_ = c; }
+    bool hasImage() const override { return hasImage_; }
+    void setHasImage(bool h) override { change(hasImage_, h); }
+    QImage picture() const override { return picture_; }
+    void setPicture(const QImage& p) override
+    {
+        picture_ = p;
+        hasImage_ = changed_ = true;
+    }
+
+private:
+    template <typename T>
+    void change(T& field, const T& value)
+    {
+        if (!(field == value))
+            changed_ = true;
+        field = value;
+    }
+    int n_;
+    Velda::Camera camera_;
+    Velda::Vector3 target_;
+    float lr_ = 0, tr_ = 0;
+    std::wstring user_;
+    std::string qemid_, time_, md5_, img_;
+    bool changed_ = false, hasImage_ = false;
+    QImage picture_;
+};
+
+class TestGallery : public SavedViewGallery {
+public:
+    TestGallery()
+    {
+        for (int i = 1; i <= 10; ++i)
+            slots_.emplace_back(new TestSlot(i));
+    }
+    std::vector<SavedViewSlot*> viewSlots() const override
+    {
+        std::vector<SavedViewSlot*> all;
+        for (const auto& s : slots_)
+            all.push_back(s.get());
+        return all;
+    }
+    TestSlot& at(int number) { return *slots_[static_cast<size_t>(number - 1)]; }
+
+private:
+    std::vector<std::unique_ptr<TestSlot>> slots_;
+};
+
+QImage picture(QRgb colour)
+{
+    QImage image(120, 80, QImage::Format_ARGB32);
+    image.fill(colour);
+    for (int x = 0; x < 120; ++x)
+        image.setPixel(x, x * 2 / 3, qRgb(255, 255, 255));
+    return image;
+}
+
+// A view as a user takes it: a turned camera standing at `position`.
+void fill(TestSlot& view, const Velda::Vector3& position, QRgb colour)
+{
+    Velda::Camera camera;
+    camera.rotateZ(0.5f);
+    camera.setPosition(position);
+    camera.setNear(0.1f);
+    camera.setFar(1000.0f);
+    camera.setFov(static_cast<float>(45.0 / 180.0 * kPi));
+    view.setCamera(camera);
+    view.setPicture(picture(colour));
+    view.setTarget(Velda::Vector3(1, 2, 3));
+    view.setLr(5.5f);
+    view.setTr(2.25f);
+    view.setUser(L"张三");
+    view.setQemidText("1001");
+    view.setTime("2026-11-22 09:15");
+}
+
+rapidjson::Document parse(const std::string& text)
+{
+    rapidjson::Document d;
+    d.Parse(text.c_str());
+    return d;
+}
+
+// A signed-in session, and a temp folder of the test's own.
+class SavedViews : public ::testing::Test {
+protected:
+    SavedViews()
+        : session("QEM_SESSION", dir.file("session.json")), temp("TMPDIR", dir.path())
+    {
+        GraphicsContext::destroyInstance();
+        EXPECT_EQ(VeldaTest::runProcess({QEM_CLIENT_PATH, "login", "--project", "7", "--user", "1001", "--name",
+                                         "张三", "--sign", "sign-1"})
+                      .exitCode,
+                  0);
+    }
+    ~SavedViews() override { GraphicsContext::destroyInstance(); }
+
+    VeldaTest::TempDir dir;
+    ScopedEnv session;
+    ScopedEnv temp;
+};
+
+const char* const kScriptHead = "select (for c in cameras collect c)\n"
+                                "if cameras.count > 0 do\n"
+                                "(delete $\n"
+                                "clearSelection())\n";
+
+} // namespace
+
+TEST_F(SavedViews, AnEmptyGalleryIsAnEmptyRecordAndTheScriptHead)
+{
+    TestGallery gallery;
+    EXPECT_EQ(serializeAllViews(&gallery), "{}");
+    EXPECT_EQ(exportViewsScript(&gallery), kScriptHead);
+    EXPECT_EQ(serializeAllViews(nullptr), "");
+    EXPECT_EQ(exportViewsScript(nullptr), "");
+    EXPECT_EQ(serializeView(nullptr), "");
+    EXPECT_EQ(viewScriptLine(nullptr), "");
+    // A place with data but no picture flag is no view.
+    gallery.at(4).setTarget(Velda::Vector3(1, 1, 1));
+    EXPECT_EQ(serializeAllViews(&gallery), "{}");
+    EXPECT_EQ(captureViewThumbnail(&gallery.at(4)), "");
+}
+
+TEST_F(SavedViews, ScriptLinesKeepSixSignificantDigits)
+{
+    TestGallery gallery;
+    fill(gallery.at(3), Velda::Vector3(1234567.0f, -0.5f, 2.0f), qRgb(200, 0, 0));
+    fill(gallery.at(7), Velda::Vector3(0.000012345678f, 10.0f, 1e-9f), qRgb(0, 200, 0));
+    const std::string line3 =
+        "Targetcamera name: \"QEMCam3\" fov:45 nearclip:0.1 farclip:1000 mpassEnabled:off mpassRenderPerPass:off "
+        "pos:[1.23457e+06,-0.5,2] isSelected:on target : (Targetobject transform : (matrix3 "
+        "[1,0,0][0,1,0][0,0,1][1,2,3]))";
+    EXPECT_EQ(viewScriptLine(&gallery.at(3)), line3);
+    const std::string line7 = viewScriptLine(&gallery.at(7));
+    EXPECT_NE(line7.find("pos:[1.23457e-05,10,1e-09]"), std::string::npos) << line7;
+    EXPECT_EQ(exportViewsScript(&gallery), std::string(kScriptHead) + line3 + "\n" + line7 + "\n");
+}
+
+TEST_F(SavedViews, AViewGoesToJsonAndComesBackWhole)
+{
+    TestGallery gallery;
+    TestSlot& view = gallery.at(2);
+    fill(view, Velda::Vector3(4, -5, 6), qRgb(10, 20, 30));
+    view.setChanged(false);  // as after a save: nothing to upload
+    view.setImg("");
+    const std::string json = serializeView(&view);
+    const rapidjson::Document d = parse(json);
+    ASSERT_TRUE(d.IsObject()) << json;
+    // The members in their order: matrix, target, planes, half fov, sun, type, user.
+    const char* order[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", "12", "13", "14", "15",
+                           "x", "y", "z", "znear", "zfar", "fov", "lr", "tr", "proj", "lstUser", "lstQemid",
+                           "lstTime", "img"};
+    int i = 0;
+    for (auto m = d.MemberBegin(); m != d.MemberEnd(); ++m, ++i)
+        EXPECT_STREQ(m->name.GetString(), order[i]);
+    EXPECT_EQ(i, 29);
+    EXPECT_NEAR(d["fov"].GetDouble(), 22.5, 1e-5);
+    EXPECT_EQ(d["proj"].GetInt(), 1);  // perspective
+    EXPECT_DOUBLE_EQ(d["12"].GetDouble(), 4.0);
+    EXPECT_EQ(std::string(d["lstUser"].GetString()), "张三");
+
+    TestSlot back(2);
+    restoreView(&back, json);
+    Velda::Camera was = view.camera();
+    Velda::Camera is = back.camera();
+    EXPECT_EQ(is.getTransform(), was.getTransform());
+    EXPECT_NEAR(is.getFov(), was.getFov(), 1e-6);
+    EXPECT_EQ(is.getNear(), 0.1f);
+    EXPECT_EQ(is.getFar(), 1000.0f);
+    EXPECT_EQ(is.getProjectionType(), static_cast<int32_t>(Velda::Camera::kPerspective));
+    EXPECT_EQ(back.target(), Velda::Vector3(1, 2, 3));
+    EXPECT_EQ(back.lr(), 5.5f);
+    EXPECT_EQ(back.tr(), 2.25f);
+    EXPECT_EQ(back.user(), L"张三");
+    EXPECT_EQ(back.qemidText(), "1001");
+    EXPECT_EQ(back.time(), "2026-11-22 09:15");
+    // Without "img" the camera is there, the picture not, and the place counts as a view.
+    EXPECT_TRUE(back.hasImage());
+    EXPECT_TRUE(back.picture().isNull());
+    EXPECT_FALSE(back.changed());
+}
+
+TEST_F(SavedViews, HalfTheFieldOfViewIsStoredAndOrthographicIsZero)
+{
+    TestSlot view(1);
+    restoreView(&view, R"({"fov":22.5,"proj":0,"znear":0.5,"lr":1.5})");
+    Velda::Camera camera = view.camera();
+    EXPECT_NEAR(camera.getFov() * 180.0 / kPi, 45.0, 1e-5);
+    EXPECT_EQ(camera.getProjectionType(), static_cast<int32_t>(Velda::Camera::kOrthographic));
+    EXPECT_EQ(camera.getNear(), 0.5f);
+    EXPECT_EQ(view.lr(), 1.5f);
+    EXPECT_EQ(view.tr(), 0.0f);  // absent keys keep what was there
+    // Without a matrix every element reads as 0: defined, never garbage.
+    EXPECT_EQ(camera.getTransform(), Velda::Matrix4(0.0f));
+    EXPECT_TRUE(view.hasImage());
+
+    // A number that is not finite is written as 0, so the rest stays readable.
+    TestSlot odd(5);
+    Velda::Camera broken;
+    broken.setFov(std::numeric_limits<float>::quiet_NaN());
+    odd.setCamera(broken);
+    odd.setLr(std::numeric_limits<float>::infinity());
+    odd.setChanged(false);
+    const rapidjson::Document d = parse(serializeView(&odd));
+    ASSERT_TRUE(d.IsObject());
+    EXPECT_EQ(d["fov"].GetDouble(), 0.0);
+    EXPECT_EQ(d["lr"].GetDouble(), 0.0);
+}
+
+TEST_F(SavedViews, BrokenRecordsRestoreNothing)
+{
+    for (const char* record : {"", "not json", "[1,2]", R"({"errorid":3,"1":"{\"x\":1}"})",
+                               R"({"errorid":"x","1":"{\"x\":1}"})", R"({"1":""})", R"({"1":5})", R"({"1":"[]"})",
+                               R"({"1":"{\"errorid\":1,\"x\":1}"})", R"({"1":"{broken"})"}) {
+        TestGallery gallery;
+        applySavedViews(&gallery, record);
+        for (SavedViewSlot* view : gallery.viewSlots()) {
+            EXPECT_FALSE(view->hasImage()) << record;
+            EXPECT_EQ(view->target(), Velda::Vector3()) << record;
+        }
+    }
+    applySavedViews(nullptr, "{}");
+    restoreView(nullptr, "{}");
+
+    // errorid 0 is no refusal; only named places are touched.
+    TestGallery gallery;
+    applySavedViews(&gallery, R"({"errorid":0,"3":"{\"x\":7}","11":"{\"x\":1}"})");
+    EXPECT_TRUE(gallery.at(3).hasImage());
+    EXPECT_EQ(gallery.at(3).target().x, 7.0f);
+    for (int n : {1, 2, 4, 5, 6, 7, 8, 9, 10})
+        EXPECT_FALSE(gallery.at(n).hasImage()) << n;
+}
+
+TEST_F(SavedViews, ThumbnailsGoUpOnceAndComeBackUnchanged)
+{
+    VeldaTest::ServiceHarness service;
+    ScopedEnv url("QEM_SERVICE_URL", service.url());
+    TestGallery gallery;
+    fill(gallery.at(1), Velda::Vector3(1, 2, 3), qRgb(200, 40, 40));
+    fill(gallery.at(4), Velda::Vector3(-1, 0, 9), qRgb(40, 40, 200));
+
+    const std::string record = serializeAllViews(&gallery);
+    const std::string md5 = gallery.at(1).md5();
+    ASSERT_EQ(md5.size(), 32u);
+    EXPECT_EQ(gallery.at(1).img(), md5 + ".png");
+    EXPECT_EQ(gallery.at(4).img(), gallery.at(4).md5() + ".png");
+    EXPECT_NE(gallery.at(1).md5(), gallery.at(4).md5());
+    const rapidjson::Document d = parse(record);
+    ASSERT_TRUE(d.IsObject()) << record;
+    EXPECT_EQ(d.MemberCount(), 2u);
+    EXPECT_EQ(parse(d["4"].GetString())["img"].GetString(), gallery.at(4).img());
+
+    // Still flagged but the same picture: the temp file's MD5 matches, no upload.
+    EXPECT_TRUE(gallery.at(1).changed());
+    EXPECT_EQ(captureViewThumbnail(&gallery.at(1)), "");
+    EXPECT_TRUE(VeldaTest::exists(dir.file("7.thumbnail.1.png")));  // kept, as it was not sent
+
+    WebService::saveRecord(record);
+    TestGallery reopened;
+    applySavedViews(&reopened, WebService::readRecordInfo());
+    for (int n : {1, 4}) {
+        TestSlot& view = reopened.at(n);
+        EXPECT_TRUE(view.hasImage());
+        EXPECT_FALSE(view.changed());
+        EXPECT_EQ(view.md5(), gallery.at(n).md5());
+        EXPECT_EQ(view.img(), gallery.at(n).img());
+        EXPECT_EQ(view.picture().convertToFormat(QImage::Format_RGB32),
+                  gallery.at(n).picture().convertToFormat(QImage::Format_RGB32));
+        EXPECT_FALSE(VeldaTest::exists(dir.file(view.img())));  // the download is removed
+    }
+    EXPECT_FALSE(reopened.at(2).hasImage());
+}
+
+// A storage that counts its uploads and can refuse them once.
+class CountingStorage {
+public:
+    CountingStorage()
+    {
+        server.http.Get("/project/getshoticonuploadurl.action", [this](const httplib::Request&, httplib::Response& res) {
+            res.set_content("{\"uploadurl\":\"" + server.url() + "/put\"}", "application/json");
+        });
+        server.http.Put("/put", [this](const httplib::Request& req, httplib::Response& res) {
+            ++uploads;
+            const QByteArray digest =
+                QCryptographicHash::hash(QByteArray::fromStdString(req.body), QCryptographicHash::Md5).toHex();
+            res.set_header("ETag", refuse ? "\"0\"" : "\"" + digest.toUpper().toStdString() + "\"");
+            refuse = false;
+        });
+        server.http.Get("/project/uploadshoticonfinished.action", [](const httplib::Request& req, httplib::Response& res) {
+            res.set_content("{\"errorid\":0,\"path\":\"" + req.get_param_value("md5") + ".png\"}", "application/json");
+        });
+        server.start();
+    }
+    VeldaTest::LocalServer server;
+    std::atomic<int> uploads{0};
+    std::atomic<bool> refuse{false};
+};
+
+TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
+{
+    CountingStorage storage;
+    ScopedEnv url("QEM_SERVICE_URL", storage.server.url());
+    TestGallery gallery;
+    fill(gallery.at(6), Velda::Vector3(1, 1, 1), qRgb(90, 90, 90));
+    serializeAllViews(&gallery);
+    EXPECT_EQ(storage.uploads, 1);
+    // The flag is still up, but the picture's MD5 is the one sent.
+    serializeAllViews(&gallery);
+    EXPECT_EQ(storage.uploads, 1);
+
+    // A refused upload abandons the save; the next save tries the picture again.
+    gallery.at(6).setPicture(picture(qRgb(10, 200, 10)));
+    storage.refuse = true;
+    EXPECT_THROW(serializeAllViews(&gallery), std::runtime_error);
+    EXPECT_EQ(storage.uploads, 2);
+    EXPECT_TRUE(gallery.at(6).changed());
+    const std::string record = serializeAllViews(&gallery);
+    EXPECT_EQ(storage.uploads, 3);
+    EXPECT_EQ(gallery.at(6).img(), gallery.at(6).md5() + ".png");
+    EXPECT_NE(record.find(gallery.at(6).img()), std::string::npos);
+}
+
+TEST_F(SavedViews, AnUnwritableThumbnailStopsTheSave)
+{
+    // A folder in the file's place: no writer gets past it, root included.
+    QDir().mkpath(QString::fromStdString(dir.file("7.thumbnail.2.png")));
+    TestSlot view(2);
+    fill(view, Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
+    try {
+        captureViewThumbnail(&view);
+        FAIL() << "no failure";
+    } catch (const std::exception& e) {
+        EXPECT_STREQ(e.what(), "保存文件失败!");
+    }
+}
