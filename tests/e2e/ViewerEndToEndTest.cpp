@@ -8,9 +8,9 @@
 
 #include <QColor>
 
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
-#include <thread>
 
 using namespace VeldaTest;
 
@@ -175,10 +175,14 @@ TEST(ViewerEndToEnd, streamsTheHouseMovesQuitsAndStartsAgainFromTheCache)
 
     printFigures(session, "empty");
     // The client quits: the viewer ends within two seconds, with 0.
+    const auto quit = std::chrono::steady_clock::now();
     ASSERT_EQ(session.client({"quit"}), 0);
     int code = -1;
     ASSERT_TRUE(session.viewer().waitFor(2000, code));
     EXPECT_EQ(code, 0);
+    std::cout << "ended " << std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 std::chrono::steady_clock::now() - quit).count()
+              << " ms after qem-client quit\n";
 
     // A second start takes everything from the cache.
     const int requests = session.projectFileRequests();
