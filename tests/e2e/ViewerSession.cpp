@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <sstream>
@@ -165,7 +166,25 @@ QImage ViewerSession::screenshot(const std::string& name)
     if (!r.exited || r.exitCode != 0)
         return QImage();
     const QImage screen(QString::fromStdString(path));
-    return screen.copy(window_).convertToFormat(QImage::Format_RGB32);
+    const QImage window = screen.copy(window_).convertToFormat(QImage::Format_RGB32);
+    // To look at what a failed check saw.
+    if (const char* keep = std::getenv("VELDA_E2E_SHOTS"))
+        window.save(QString::fromStdString(std::string(keep) + "/" + name + ".png"));
+    return window;
+}
+
+QImage ViewerSession::settledScreenshot(const std::string& name, int timeoutMs)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    QImage last = screenshot(name);
+    while (std::chrono::steady_clock::now() < end) {
+        sleepMs(1500);
+        QImage next = screenshot(name);
+        if (!next.isNull() && meanDifference(last, next) < 0.01)
+            return next;
+        last = next;
+    }
+    return last;
 }
 
 long ViewerSession::peakMemoryKb() const

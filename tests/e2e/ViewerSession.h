@@ -46,6 +46,9 @@ public:
     const std::string& windowId() const { return windowId_; }
     // The whole screen, through ImageMagick's import; the window cut out.
     QImage screenshot(const std::string& name);
+    // A screenshot once two in a row agree: frames take a second or more on
+    // a software renderer, and input shows a frame or two later.
+    QImage settledScreenshot(const std::string& name, int timeoutMs = 30000);
     // xdotool with these arguments; its exit code.
     static int xdotool(const std::vector<std::string>& args, std::string* out = nullptr);
     // The viewer's peak resident memory, in kB (0 once it has ended).

@@ -51,7 +51,7 @@ DATA="$WORK/data"
 "$PREFIX/bin/velda-service" project --data "$DATA" --id 7 --folder "$SAMPLE"
 "$PREFIX/bin/velda-service" serve --data "$DATA" --port 0 --quiet > "$WORK/serve.out" &
 PIDS+=($!)
-wait_for 20 grep -q "^listening on " "$WORK/serve.out" || fail "the installed service did not start"
+wait_for 20 grep -qs "^listening on " "$WORK/serve.out" || fail "the installed service did not start"
 QEM_SERVICE_URL="$(sed -n 's/^listening on //p' "$WORK/serve.out")"
 export QEM_SERVICE_URL
 "$PREFIX/bin/qem-client" login --project 7 --user 1001 --name "张三" --sign s
