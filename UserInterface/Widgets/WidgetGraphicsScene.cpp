@@ -2,6 +2,7 @@
 
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
+#include "UserInterface/Widgets/WidgetThumbnail.h"
 #include "UserInterface/Widgets/WidgetUIWrapper.h"
 #include "assets/AssetManager.h"
 #include "formats/Geometry.h"
@@ -11,7 +12,6 @@
 #include "scene/Camera.h"
 #include "scene/SceneRoot.h"
 
-#include <QAbstractButton>
 #include <QGraphicsProxyWidget>
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsSceneWheelEvent>
@@ -228,11 +228,20 @@ QImage WidgetGraphicsScene::grabFramePicture()
 
 void WidgetGraphicsScene::grabCurrentFrame(QWidget* widget)
 {
+    WidgetThumbnail* thumbnail = qobject_cast<WidgetThumbnail*>(widget);
+    if (!thumbnail)
+        return;
     const QImage picture = grabFramePicture();
     if (picture.isNull())
         return;
-    if (QAbstractButton* button = qobject_cast<QAbstractButton*>(widget))
-        button->setIcon(QPixmap::fromImage(picture));
+    GraphicsContext* hub = GraphicsContext::instance();
+    thumbnail->setPicture(picture);
+    thumbnail->setCamera(*hub->camera());
+    thumbnail->setTarget(hub->orbitPivot());
+    // Selected with the flag down: the click starts no flight.
+    thumbnail->setHasImage(false);
+    thumbnail->click();
+    thumbnail->setHasImage(true);
 }
 
 void WidgetGraphicsScene::takeDelta(const QPointF& position)

@@ -13,6 +13,9 @@ ViewerTestEnvironment::ViewerTestEnvironment()
     appData_.reset(new ScopedEnv("APPDATA", dir_.path()));
     session_ = dir_.file("session.json");
     sessionEnv_.reset(new ScopedEnv("QEM_SESSION", session_));
+    // No service unless a test starts one: the gallery's record read fails
+    // at once instead of reaching whatever listens on the default port.
+    serviceEnv_.reset(new ScopedEnv("QEM_SERVICE_URL", "http://127.0.0.1:1"));
     writeSession(1);
 }
 

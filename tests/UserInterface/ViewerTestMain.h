@@ -30,6 +30,7 @@ private:
     TempDir dir_;
     std::unique_ptr<ScopedEnv> appData_;
     std::unique_ptr<ScopedEnv> sessionEnv_;
+    std::unique_ptr<ScopedEnv> serviceEnv_;
     std::string session_;
 };
 

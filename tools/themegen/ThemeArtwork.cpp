@@ -210,6 +210,19 @@ QImage splitter()
     return finished(image);
 }
 
+// The progress area of the title strip: a faint edge at either end, so
+// that it still looks meant when only the finished mark is left.
+QImage progressArea()
+{
+    QImage image = transparent(272, 26);
+    QPainter p(&image);
+    for (int x : {0, 270}) {
+        p.fillRect(QRect(x, 5, 1, 16), QColor(0, 0, 0, 70));
+        p.fillRect(QRect(x + 1, 5, 1, 16), QColor(255, 255, 255, 30));
+    }
+    return finished(image);
+}
+
 QImage focusMarker()
 {
     QImage image = transparent(14, 14);
@@ -284,12 +297,12 @@ std::vector<ThemeImage> themeImages()
 
     add("缩略图描边.png", thumbnailFrame(false));
     add("缩略图描边-划过.png", thumbnailFrame(true));
-    add("缩略图透明蒙版.png", filled(122, 82, 3, QColor(20, 28, 40, 120)));
+    add("缩略图透明蒙版.png", filled(122, 82, 3, QColor(20, 28, 40, 70)));
     add("数字背景.png", numberBackground());
     for (int n = 1; n <= 10; ++n)
         all.push_back({QString::number(n) + ".png", digit(n)});
 
-    add("进度条背景.png", filled(272, 26, 13, QColor(0, 0, 0, 40)));
+    add("进度条背景.png", progressArea());
     add("进度条内部背景.png", filled(24, 12, 6, QColor(0, 0, 0, 110), QColor(255, 255, 255, 36)));
     add("进度条滑块.png", filled(24, 12, 6, QBrush(vertical(0, 12, kAccentLight, kAccentDark))));
     add("进度条分割线.png", splitter());

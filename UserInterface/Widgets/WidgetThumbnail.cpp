@@ -1,0 +1,376 @@
+#include "UserInterface/Widgets/WidgetThumbnail.h"
+
+#include "Common/GraphicsContext.h"
+#include "UserInterface/Widgets/DialogParent.h"
+#include "UserInterface/Widgets/ViewTransition.h"
+#include "UserInterface/Widgets/WidgetMessageBox.h"
+#include "formats/TextHelpers.h"
+#include "jobs/FileHelpers.h"
+#include "service/SavedViews.h"
+
+#include <QAction>
+#include <QContextMenuEvent>
+#include <QCursor>
+#include <QFileDialog>
+#include <QFrame>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QMutexLocker>
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace VeldaClient {
+
+namespace {
+const double kDegrees = 180.0 / 3.1415925;
+}
+
+WidgetThumbnail::WidgetThumbnail(QWidget* parent) : QPushButton(parent)
+{
+    initializeControls();
+}
+
+WidgetThumbnail::~WidgetThumbnail()
+{
+    // A flight still under way reads this button: stop it and let it end.
+    transitionRunning_ = false;
+    transition_.waitForFinished();
+}
+
+void WidgetThumbnail::initializeControls()
+{
+    setIconSize(QSize(122, 82));
+    setProperty("Thumbnail", true);
+    numberBackground_ = new QFrame(this);
+    numberBackground_->setObjectName("screenShotNumberBg");
+    numberBackground_->setFixedSize(22, 22);
+    numberBackground_->move(2, 2);
+    connect(this, SIGNAL(clicked(bool)), this, SLOT(_switchCameraContext(bool)));
+
+    deleteAction_ = new QAction("删除", this);
+    downloadOneAction_ = new QAction("下载本相机", this);
+    downloadAllAction_ = new QAction("下载全部相机", this);
+    connect(deleteAction_, SIGNAL(triggered(bool)), this, SLOT(deleteThumbnailConfirm(bool)));
+    connect(downloadOneAction_, SIGNAL(triggered(bool)), this, SLOT(saveThumbnailScript(bool)));
+    connect(downloadAllAction_, SIGNAL(triggered(bool)), this, SIGNAL(saveAllThumbnailScript(bool)));
+
+    cover_ = new QFrame(this);
+    cover_->setObjectName("screenShotCover");
+    cover_->setFixedSize(128, 84);
+    // Hidden while selected: every other place wears it.
+    connect(this, &QAbstractButton::toggled, cover_, &QWidget::setHidden);
+
+    menu_ = new QMenu(this);
+    menu_->addAction(deleteAction_);
+    menu_->addSeparator();
+    menu_->addAction(downloadOneAction_);
+    menu_->addAction(downloadAllAction_);
+    setCheckable(true);
+    setAutoExclusive(true);
+    reset();
+}
+
+template <typename T>
+void WidgetThumbnail::change(T& field, const T& value)
+{
+    QMutexLocker hold(&lock_);
+    if (!(field == value))
+        changed_ = true;
+    field = value;
+}
+
+int WidgetThumbnail::number() const
+{
+    return number_;
+}
+
+void WidgetThumbnail::setNumber(int number)
+{
+    if (number == number_)
+        return;
+    number_ = number;
+    delete numberFrame_;
+    numberFrame_ = new QFrame(this);
+    numberFrame_->setFixedSize(20, 20);
+    numberFrame_->move(2, 3);
+    numberFrame_->setProperty(("screenShotNumber" + std::to_string(number)).c_str(), true);
+    numberFrame_->show();
+}
+
+Velda::Camera WidgetThumbnail::camera() const
+{
+    QMutexLocker hold(&lock_);
+    return camera_;
+}
+
+void WidgetThumbnail::setCamera(const Velda::Camera& camera)
+{
+    QMutexLocker hold(&lock_);
+    camera_ = camera;
+}
+
+Velda::Vector3 WidgetThumbnail::target() const
+{
+    QMutexLocker hold(&lock_);
+    return target_;
+}
+
+void WidgetThumbnail::setTarget(const Velda::Vector3& target)
+{
+    change(target_, target);
+}
+
+float WidgetThumbnail::lr() const
+{
+    QMutexLocker hold(&lock_);
+    return lr_;
+}
+
+void WidgetThumbnail::setLr(float angle)
+{
+    change(lr_, angle);
+}
+
+float WidgetThumbnail::tr() const
+{
+    QMutexLocker hold(&lock_);
+    return tr_;
+}
+
+void WidgetThumbnail::setTr(float angle)
+{
+    change(tr_, angle);
+}
+
+std::wstring WidgetThumbnail::user() const
+{
+    QMutexLocker hold(&lock_);
+    return user_;
+}
+
+void WidgetThumbnail::setUser(const std::wstring& user)
+{
+    change(user_, user);
+}
+
+std::string WidgetThumbnail::qemidText() const
+{
+    QMutexLocker hold(&lock_);
+    return qemidText_;
+}
+
+void WidgetThumbnail::setQemidText(const std::string& qemid)
+{
+    change(qemidText_, qemid);
+}
+
+std::string WidgetThumbnail::time() const
+{
+    QMutexLocker hold(&lock_);
+    return time_;
+}
+
+void WidgetThumbnail::setTime(const std::string& time)
+{
+    change(time_, time);
+}
+
+std::string WidgetThumbnail::md5() const
+{
+    QMutexLocker hold(&lock_);
+    return md5_;
+}
+
+void WidgetThumbnail::setMd5(const std::string& md5)
+{
+    change(md5_, md5);
+}
+
+std::string WidgetThumbnail::img() const
+{
+    QMutexLocker hold(&lock_);
+    return img_;
+}
+
+void WidgetThumbnail::setImg(const std::string& img)
+{
+    QMutexLocker hold(&lock_);
+    img_ = img;
+}
+
+bool WidgetThumbnail::changed() const
+{
+    QMutexLocker hold(&lock_);
+    return changed_;
+}
+
+void WidgetThumbnail::setChanged(bool changed)
+{
+    QMutexLocker hold(&lock_);
+    changed_ = changed;
+}
+
+bool WidgetThumbnail::hasImage() const
+{
+    QMutexLocker hold(&lock_);
+    return hasImage_;
+}
+
+void WidgetThumbnail::setHasImage(bool hasImage)
+{
+    change(hasImage_, hasImage);
+}
+
+QImage WidgetThumbnail::picture() const
+{
+    QMutexLocker hold(&lock_);
+    return picture_;
+}
+
+void WidgetThumbnail::setPicture(const QImage& picture)
+{
+    {
+        QMutexLocker hold(&lock_);
+        picture_ = picture;
+        hasImage_ = true;
+        changed_ = true;
+    }
+    setIcon(QIcon(QPixmap::fromImage(picture)));
+}
+
+bool WidgetThumbnail::beginTransition()
+{
+    bool idle = false;
+    return transitionRunning_.compare_exchange_strong(idle, true);
+}
+
+void WidgetThumbnail::reset()
+{
+    setPicture(QImage(":/Images/缩略图透明蒙版.png"));
+    setCamera(Velda::Camera());
+    QMutexLocker hold(&lock_);
+    changed_ = true;
+    target_ = Velda::Vector3();
+    user_.clear();
+    time_.clear();
+    qemidText_.clear();
+    md5_.clear();
+    lr_ = 0.0f;
+    tr_ = 0.0f;
+    hasImage_ = false;
+}
+
+std::string WidgetThumbnail::originText() const
+{
+    const std::wstring who = user();
+    const std::string qemid = qemidText();
+    const std::string when = time();
+    std::string text;
+    if (!who.empty())
+        text += "由 " + Velda::wideToSystem(who);
+    if (!qemid.empty())
+        text += "(" + qemid + ")";
+    if (!when.empty())
+        text += " 于 " + when;
+    if (!text.empty())
+        text += " 创建";
+    return text;
+}
+
+void WidgetThumbnail::_switchCameraContext(bool)
+{
+    setChecked(true);
+    cover_->hide();
+    if (!hasImage())
+        return;
+
+    GraphicsContext* hub = GraphicsContext::instance();
+    Velda::Camera* live = hub->camera();
+    Velda::Camera view = camera();
+    live->setNear(view.getNear());
+    live->setFar(view.getFar());
+    if (live->getProjectionType() != view.getProjectionType())
+        live->setProjectionType(view.getProjectionType());
+
+    ViewTransition flight;
+    flight.startPosition = live->getPosition();
+    flight.startTarget = hub->orbitPivot();
+    flight.endPosition = view.getPosition();
+    flight.endTarget = target();
+    flight.startFov = live->getFov() * kDegrees;
+    flight.endFov = view.getFov() * kDegrees;
+    if (float* angles = emit fetchRadValue()) {
+        flight.startLr = angles[0];
+        flight.startTr = angles[1];
+        delete[] angles;
+    }
+    flight.endLr = lr();
+    flight.endTr = tr();
+    flight.thumbnail = this;
+    transition_ = QtConcurrent::run([flight]() { flight.run(); });
+    hub->setOrbitPivot(flight.endTarget);
+}
+
+void WidgetThumbnail::deleteThumbnailConfirm(bool)
+{
+    deleteThumbnailConfirm();
+}
+
+void WidgetThumbnail::deleteThumbnailConfirm()
+{
+    if (!hasImage())
+        return;
+    WidgetMessageBox box(dialogParent(this));
+    if (box.ask("确定删除当前选中项?", originText()) != WidgetMessageBox::kYes)
+        return;
+    emit displayInfo("数据删除中...");
+    reset();
+    emit displayInfo("删除完毕!");
+}
+
+void WidgetThumbnail::saveThumbnailScript(bool)
+{
+    saveThumbnailScript();
+}
+
+void WidgetThumbnail::saveThumbnailScript()
+{
+    const QString name =
+        QFileDialog::getSaveFileName(dialogParent(this), tr("Save File"), QString(), "3ds Max Script (*.ms)");
+    if (!name.isEmpty())
+        Velda::writeTextFile(name.toStdString(), viewScriptLine(this));
+}
+
+void WidgetThumbnail::mousePressEvent(QMouseEvent* event)
+{
+    event->setAccepted(false);
+    pressX_ = event->globalPos().x();
+    pressY_ = event->globalPos().y();
+    emit mousePress(event->globalPos());
+    QPushButton::mousePressEvent(event);
+}
+
+void WidgetThumbnail::mouseMoveEvent(QMouseEvent* event)
+{
+    event->setAccepted(false);
+    QPushButton::mouseMoveEvent(event);
+}
+
+void WidgetThumbnail::mouseReleaseEvent(QMouseEvent* event)
+{
+    event->setAccepted(false);
+    // A drag scrolls the strip; only a release where the press was clicks.
+    if (event->globalPos() == QPoint(pressX_, pressY_))
+        QPushButton::mouseReleaseEvent(event);
+}
+
+void WidgetThumbnail::contextMenuEvent(QContextMenuEvent* event)
+{
+    const bool filled = hasImage();
+    deleteAction_->setEnabled(filled);
+    downloadOneAction_->setEnabled(filled);
+    downloadAllAction_->setEnabled(!emit isGalleryEmpty());
+    menu_->exec(QCursor::pos());
+    QPushButton::contextMenuEvent(event);
+}
+
+} // namespace VeldaClient

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "scene/Camera.h"
+#include "scene/Vector.h"
+#include "service/SavedViewSlot.h"
+
+#include <QFuture>
+#include <QImage>
+#include <QMutex>
+#include <QPushButton>
+
+#include <atomic>
+#include <string>
+
+class QAction;
+class QFrame;
+class QMenu;
+
+namespace VeldaClient {
+
+// One saved view in memory and the button that shows its picture: a camera,
+// the orbit pivot, the sun dial's angles, who took it and when, and where
+// its picture lies on the service. Clicking a filled one flies the camera
+// there. The save job reads and writes it from a pool thread, so its data
+// sits behind a lock.
+class WidgetThumbnail : public QPushButton, public SavedViewSlot {
+    Q_OBJECT
+
+public:
+    explicit WidgetThumbnail(QWidget* parent = nullptr);
+    ~WidgetThumbnail() override;
+
+    int number() const override;
+    // A new number gets a new number frame, which the style sheet gives its digit.
+    void setNumber(int number);
+    Velda::Camera camera() const override;
+    void setCamera(const Velda::Camera& camera) override;
+    Velda::Vector3 target() const override;
+    void setTarget(const Velda::Vector3& target) override;
+    float lr() const override;
+    void setLr(float angle) override;
+    float tr() const override;
+    void setTr(float angle) override;
+    std::wstring user() const override;
+    void setUser(const std::wstring& user) override;
+    std::string qemidText() const override;
+    void setQemidText(const std::string& qemid) override;
+    std::string time() const override;
+    void setTime(const std::string& time) override;
+    std::string md5() const override;
+    void setMd5(const std::string& md5) override;
+    std::string img() const override;
+    void setImg(const std::string& img) override;
+    bool changed() const override;
+    void setChanged(bool changed) override;
+    bool hasImage() const override;
+    void setHasImage(bool hasImage) override;
+    // The picture the button shows (the mask for an empty place).
+    QImage picture() const override;
+    void setPicture(const QImage& picture) override;
+
+    // Back to an empty place: the mask, a default camera, no user or time;
+    // changed, since the service still holds what was here.
+    void reset();
+    // "由 <user>(<qemid>) 于 <time> 创建", of the parts there are.
+    std::string originText() const;
+    QFrame* cover() const { return cover_; }
+
+    // The guard of the flight to this view: a second flight of the same
+    // view doesn't start while one runs, and clearing it stops a running one.
+    bool transitionRunning() const { return transitionRunning_; }
+    void setTransitionRunning(bool running) { transitionRunning_ = running; }
+    // Sets the guard; false when it was set already.
+    bool beginTransition();
+
+signals:
+    void saveAllThumbnailScript(bool flag);
+    void saveAllThumbnailScript();
+    // The sun dial's two angles as a new array of two floats.
+    float* fetchRadValue();
+    // Two angles for the sun dial; the receiver frees the array.
+    void setRadValue(float* values);
+    bool isGalleryEmpty();
+    void displayInfo(std::string info);
+    void mousePress(QPoint pos);
+
+protected slots:
+    // A click: select, and fly the camera to the view if there is one.
+    void _switchCameraContext(bool);
+    void deleteThumbnailConfirm(bool flag);
+    void deleteThumbnailConfirm();
+    void saveThumbnailScript(bool flag);
+    void saveThumbnailScript();
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    virtual void initializeControls();
+
+private:
+    // Stores `value` and raises the changed flag when it differs.
+    template <typename T>
+    void change(T& field, const T& value);
+
+    mutable QMutex lock_;
+    Velda::Camera camera_;
+    QAction* deleteAction_ = nullptr;
+    QAction* downloadOneAction_ = nullptr;
+    QAction* downloadAllAction_ = nullptr;
+    QFrame* cover_ = nullptr;
+    QFrame* numberFrame_ = nullptr;
+    QFrame* numberBackground_ = nullptr;
+    QMenu* menu_ = nullptr;
+    Velda::Vector3 target_;
+    bool changed_ = false;
+    bool hasImage_ = false;
+    float lr_ = 0.0f;
+    float tr_ = 0.0f;
+    int number_ = 0;
+    std::string time_;
+    std::string qemidText_;
+    std::string md5_;
+    std::wstring user_;
+    std::string img_;
+    QImage picture_;
+    std::atomic<bool> transitionRunning_{false};
+    QFuture<void> transition_;
+    int pressX_ = 0;
+    int pressY_ = 0;
+};
+
+} // namespace VeldaClient
