@@ -44,8 +44,7 @@ public:
     virtual void setChanged(bool changed) = 0;
     virtual bool hasImage() const = 0;
     virtual void setHasImage(bool hasImage) = 0;
-    // The picture as the button shows it, at most the button's size; null
-    // when the button shows none.
+    // The picture the place shows; null when it shows none.
     virtual QImage picture() const = 0;
     virtual void setPicture(const QImage& picture) = 0;
 };

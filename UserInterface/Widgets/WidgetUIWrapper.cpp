@@ -57,8 +57,12 @@ WidgetUIWrapper::WidgetUIWrapper(QWidget* parent) : QFrame(parent)
 
 WidgetUIWrapper::~WidgetUIWrapper()
 {
-    // A save still running reads the gallery: let it end first.
-    saveWatcher_->waitForFinished();
+    // A save still running reads the gallery: let it end first. Its
+    // failure, if any, has no one left to tell.
+    try {
+        saveWatcher_->waitForFinished();
+    } catch (...) {
+    }
 }
 
 void WidgetUIWrapper::initializeControls()
@@ -347,6 +351,8 @@ void WidgetUIWrapper::_closeAppConfirm()
     const int answer = box.ask("确定上传变更数据?", "");
     if (answer == WidgetMessageBox::kYes) {
         startSave();
+        // A failed save comes out here for the application's guard, and
+        // the window stays with its views.
         saveWatcher_->waitForFinished();
         QApplication::closeAllWindows();
     } else if (answer == WidgetMessageBox::kNo) {
