@@ -34,6 +34,8 @@ WidgetThumbnail::~WidgetThumbnail()
     // A flight still under way reads this button: stop it and let it end.
     transitionRunning_ = false;
     transition_.waitForFinished();
+    // The menu may belong to the window by now.
+    delete menu_;
 }
 
 void WidgetThumbnail::initializeControls()
@@ -369,6 +371,11 @@ void WidgetThumbnail::contextMenuEvent(QContextMenuEvent* event)
     deleteAction_->setEnabled(filled);
     downloadOneAction_->setEnabled(filled);
     downloadAllAction_->setEnabled(!emit isGalleryEmpty());
+    // A real popup of the window, not one embedded in the graphics scene:
+    // it takes the keyboard, and may reach beyond the view.
+    QWidget* owner = dialogParent(this);
+    if (menu_->parentWidget() != owner)
+        menu_->setParent(owner, menu_->windowFlags());
     menu_->exec(QCursor::pos());
     QPushButton::contextMenuEvent(event);
 }

@@ -7,6 +7,7 @@
 #include <QFuture>
 #include <QImage>
 #include <QMutex>
+#include <QPointer>
 #include <QPushButton>
 
 #include <atomic>
@@ -112,7 +113,7 @@ private:
     QFrame* cover_ = nullptr;
     QFrame* numberFrame_ = nullptr;
     QFrame* numberBackground_ = nullptr;
-    QMenu* menu_ = nullptr;
+    QPointer<QMenu> menu_;  // may move to the window, which may go first
     Velda::Vector3 target_;
     bool changed_ = false;
     bool hasImage_ = false;

@@ -1,0 +1,350 @@
+// Saved views as a user keeps them, on the X server of the run against
+// velda-service: two views taken with Space around a drag of the time dial
+// and saved with Ctrl+S; the service holds the record, both thumbnails and
+// the camera script. Started again, the viewer shows both thumbnails and
+// key 1 flies back to the first view's picture; a save without a change
+// uploads nothing; a deleted view leaves the record; closing with a
+// changed view asks, and "yes" saves before the window closes.
+#include "ViewerSession.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <rapidjson/document.h>
+
+#include <QCryptographicHash>
+#include <QImage>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <functional>
+#include <iostream>
+#include <thread>
+
+using namespace VeldaTest;
+
+namespace {
+
+bool underX()
+{
+    const char* display = std::getenv("DISPLAY");
+    return display && *display;
+}
+
+// Polls `done` every 200 ms for at most `timeoutMs`.
+bool waitUntil(const std::function<bool()>& done, int timeoutMs)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (std::chrono::steady_clock::now() < end) {
+        if (done())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    return done();
+}
+
+// The overlay in window coordinates (the title strip is 28 high, the view
+// 1024 by 672): the gallery stands 10 from the left and 13 above the
+// bottom, 120 high; its strip reaches 3 past it, the layout keeps 9, and
+// the places are 122 by 82, 128 apart. The inner part leaves out the
+// frame and the number.
+QRect thumbnail(int number)
+{
+    return QRect(16 + (number - 1) * 128, 28 + 672 - 133 - 3 + 9, 122, 82);
+}
+
+QRect thumbnailInside(int number)
+{
+    return thumbnail(number).adjusted(26, 6, -4, -4);
+}
+
+// The picture between the overlay's widgets: right of the menu, left of
+// the take-view button, above the gallery.
+const QRect kPicture(300, 100, 600, 440);
+
+// The sun dial's outer handle starts at 3 pi / 4 on a radius of 52 about
+// the dial's middle (67, 67); the dial stands at (w - 154, h - 150).
+QPoint dialPoint(const QRect& window, double angle, double radius)
+{
+    const double x = 1024 - 154 + 67 + radius * std::sin(angle);
+    const double y = 28 + 672 - 150 + 67 - radius * std::cos(angle);
+    return window.topLeft() + QPoint(static_cast<int>(x), static_cast<int>(y));
+}
+
+class ServiceCalls {
+public:
+    ServiceCalls(const std::string& url, const std::string& folder) : client_(url), log_(folder + "/requests.log")
+    {
+        client_.set_read_timeout(10, 0);
+    }
+    std::string get(const std::string& path)
+    {
+        const auto res = client_.Get((path + (path.find('?') == std::string::npos ? "?" : "&") +
+                                      "projectid=7&qemid=1001&sign=sign-1").c_str());
+        return res && res->status == 200 ? res->body : std::string();
+    }
+    std::string record()
+    {
+        rapidjson::Document d;
+        d.Parse(get("/project/get3drecordinfo.action").c_str());
+        return d.IsObject() && d.HasMember("recordinfo") ? d["recordinfo"].GetString() : std::string();
+    }
+    std::string script()
+    {
+        rapidjson::Document d;
+        d.Parse(get("/project/getcamera.action").c_str());
+        return d.IsObject() && d.HasMember("camerainfo") ? d["camerainfo"].GetString() : std::string();
+    }
+    // Requests of this method and path the service has answered so far.
+    int count(const std::string& request) const
+    {
+        std::ifstream in(log_);
+        int n = 0;
+        for (std::string line; std::getline(in, line);)
+            if (line.find(request + " ") != std::string::npos)
+                ++n;
+        return n;
+    }
+
+private:
+    httplib::Client client_;
+    std::string log_;
+};
+
+std::string md5Hex(const std::string& bytes)
+{
+    return QCryptographicHash::hash(QByteArray::fromStdString(bytes), QCryptographicHash::Md5).toHex().toStdString();
+}
+
+rapidjson::Document parse(const std::string& text)
+{
+    rapidjson::Document d;
+    d.Parse(text.c_str());
+    return d;
+}
+
+// A screenshot once three in a row, a second apart, agree: a software
+// renderer takes a second or more a frame, and the first frames after a
+// start or a key may still be on their way.
+QImage steady(ViewerSession& session, const std::string& name)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(45);
+    QImage last = session.screenshot(name);
+    int same = 1;
+    while (same < 3 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+        QImage next = session.screenshot(name);
+        same = !next.isNull() && meanDifference(last, next) < 0.01 ? same + 1 : 1;
+        last = next;
+    }
+    return last;
+}
+
+// Waits until the screen shows what `shows` looks for, then until it
+// stands still; null when it never shows it.
+QImage once(ViewerSession& session, const std::function<bool(const QImage&)>& shows, const std::string& name)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (std::chrono::steady_clock::now() < end) {
+        const QImage shot = session.screenshot(name);
+        if (!shot.isNull() && shows(shot)) {
+            const QImage still = steady(session, name);
+            return shows(still) ? still : QImage();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    }
+    return QImage();
+}
+
+// Whether place `number` wears the blue frame of the selected view.
+bool selected(const QImage& shot, int number)
+{
+    const QRect place = thumbnail(number);
+    int blue = 0, all = 0;
+    for (int x = place.left() + 30; x < place.right() - 10; ++x, ++all) {
+        const QRgb p = shot.pixel(x, place.top());
+        blue += qBlue(p) > qRed(p) + 60;
+    }
+    return blue > all * 3 / 4;
+}
+
+// The viewer's message box (374 by 164) on the screen, or "".
+std::string questionWindow()
+{
+    std::string ids;
+    ViewerSession::xdotool({"search", "--onlyvisible", "--class", "velda-viewer"}, &ids);
+    std::istringstream list(ids);
+    for (std::string id; std::getline(list, id);) {
+        std::string shell;
+        ViewerSession::xdotool({"getwindowgeometry", "--shell", id}, &shell);
+        if (shell.find("WIDTH=374\n") != std::string::npos && shell.find("HEIGHT=164\n") != std::string::npos)
+            return id;
+    }
+    return std::string();
+}
+
+bool questionShown()
+{
+    return !questionWindow().empty();
+}
+
+// Answers the open question with its "确定(&O)".
+int answerYes()
+{
+    return ViewerSession::xdotool({"windowfocus", "--sync", questionWindow(), "key", "alt+o"});
+}
+
+} // namespace
+
+TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
+{
+    if (!underX())
+        GTEST_SKIP() << "needs an X display (scripts/test.sh runs the tests under Xvfb)";
+    ViewerSession session;
+    ServiceCalls service(session.serviceUrl(), session.folder());
+    session.login();
+    session.startViewer();
+    ASSERT_TRUE(session.findWindow(30000)) << "no window";
+    ASSERT_TRUE(session.waitForReady(120000)) << "the house did not get ready";
+    const QRect r = session.windowRect();
+    auto key = [&](const std::string& keys) {
+        ViewerSession::xdotool({"windowfocus", session.windowId()});
+        return ViewerSession::xdotool({"key", keys});
+    };
+    auto saved = [&](int saves) {
+        return waitUntil([&]() { return service.count("POST /project/savecamera.action") >= saves; }, 30000);
+    };
+
+    // Step back out of the house, a wheel step a second.
+    const std::string cx = std::to_string(r.x() + 600), cy = std::to_string(r.y() + 330);
+    ASSERT_EQ(ViewerSession::xdotool({"mousemove", cx, cy, "click", "--repeat", "12", "--delay", "1000", "5"}), 0);
+    const QImage start = steady(session, "start");
+
+    // The time dial's outer handle, dragged from `from` to `to` (angles
+    // clockwise from the top); the handle shows where it was left.
+    auto dragDial = [&](double from, double to, const QImage& before, const std::string& name) {
+        const QPoint handle = dialPoint(r, from, 52);
+        std::vector<std::string> drag = {"mousemove", std::to_string(handle.x()), std::to_string(handle.y()),
+                                         "sleep",     "0.5",                      "mousedown", "1"};
+        for (int i = 1; i <= 4; ++i) {
+            const QPoint p = dialPoint(r, from + (to - from) * i / 4, 48);
+            drag.insert(drag.end(), {"sleep", "0.3", "mousemove", std::to_string(p.x()), std::to_string(p.y())});
+        }
+        drag.insert(drag.end(), {"mouseup", "1"});
+        EXPECT_EQ(ViewerSession::xdotool(drag), 0);
+        const QRect dial(1024 - 154, 28 + 672 - 150, 134, 134);
+        return once(session, [&](const QImage& shot) { return meanDifference(before.copy(dial), shot.copy(dial)) > 1.0; },
+                    name);
+    };
+    // The sun takes its first place from the dial: the view that a flight
+    // returns to is lit from the dial's angles, not from the start's light.
+    const QImage early = dragDial(3 * M_PI / 4, 2.6, start, "early");
+    ASSERT_FALSE(early.isNull()) << "the dial's handle did not move";
+
+    // View 1: its thumbnail appears in place 1.
+    ASSERT_EQ(key("space"), 0);
+    const QImage first = once(session, [](const QImage& shot) { return selected(shot, 1); }, "view1");
+    ASSERT_FALSE(first.isNull()) << "no thumbnail in place 1";
+
+    // The dial dragged round to the left of the night.
+    ASSERT_FALSE(dragDial(2.6, 4.1, first, "dial").isNull()) << "the dial's handle did not move";
+
+    // View 2, then Ctrl+S.
+    ASSERT_EQ(key("space"), 0);
+    const QImage second = once(session, [](const QImage& shot) { return selected(shot, 2); }, "view2");
+    ASSERT_FALSE(second.isNull()) << "no thumbnail in place 2";
+    ASSERT_EQ(key("ctrl+s"), 0);
+    ASSERT_TRUE(saved(1)) << "no save reached the service";
+
+    // The record, the two pictures with their MD5, and the script.
+    const rapidjson::Document record = parse(service.record());
+    ASSERT_TRUE(record.IsObject()) << service.record();
+    EXPECT_EQ(record.MemberCount(), 2u);
+    for (const char* number : {"1", "2"}) {
+        ASSERT_TRUE(record.HasMember(number)) << number;
+        const rapidjson::Document view = parse(record[number].GetString());
+        ASSERT_TRUE(view.IsObject() && view.HasMember("img"));
+        const std::string img = view["img"].GetString();
+        ASSERT_EQ(img.size(), 36u) << img;
+        const std::string png = service.get("/project/downshoticon.action?path=" + img);
+        EXPECT_EQ(md5Hex(png) + ".png", img) << "the stored MD5 is not the picture's";
+        EXPECT_EQ(QImage::fromData(QByteArray::fromStdString(png), "PNG").size(), QSize(120, 80));
+    }
+    EXPECT_EQ(service.count("PUT /storage/put"), 2);
+    const std::string script = service.script();
+    EXPECT_EQ(script.rfind("select (for c in cameras collect c)\nif cameras.count > 0 do\n(delete $\n"
+                           "clearSelection())\nTargetcamera name: \"QEMCam1\"",
+                           0),
+              0u)
+        << script;
+    EXPECT_NE(script.find("\nTargetcamera name: \"QEMCam2\""), std::string::npos);
+
+    // The client quits: nothing is unsaved, so the viewer ends at once.
+    ASSERT_EQ(session.client({"quit"}), 0);
+    int code = -1;
+    ASSERT_TRUE(session.viewer().waitFor(5000, code));
+    EXPECT_EQ(code, 0);
+
+    // Started again: both thumbnails are back, and 1 flies to the first view.
+    session.login();
+    session.startViewer();
+    ASSERT_TRUE(session.findWindow(30000));
+    ASSERT_TRUE(session.waitForReady(120000));
+    // The thumbnails come with the window; the picture takes its frames.
+    const QImage reopened = once(
+        session,
+        [&](const QImage& shot) {
+            return meanDifference(second.copy(thumbnailInside(1)), shot.copy(thumbnailInside(1))) < 3.0;
+        },
+        "reopened");
+    ASSERT_FALSE(reopened.isNull()) << "thumbnail 1 did not come back";
+    EXPECT_GT(meanDifference(first.copy(thumbnailInside(2)), reopened.copy(thumbnailInside(2))), 4.0)
+        << "thumbnail 2 did not come back";
+    ASSERT_EQ(key("1"), 0);
+    const QImage flown = once(session, [](const QImage& shot) { return selected(shot, 1); }, "flown");
+    ASSERT_FALSE(flown.isNull()) << "key 1 moved nothing";
+    const double arrived = meanDifference(first.copy(kPicture), flown.copy(kPicture));
+    const double away = meanDifference(first.copy(kPicture), reopened.copy(kPicture));
+    std::cout << "picture of view 1 against the flight's end: " << arrived << ", against the start: " << away << "\n";
+    EXPECT_LT(arrived, 3.0) << "the flight did not end at view 1";
+    EXPECT_GT(away, 3.0 * arrived + 2.0) << "the start looks like view 1 already";
+
+    // A save without a change posts the record and uploads nothing.
+    ASSERT_EQ(key("ctrl+s"), 0);
+    ASSERT_TRUE(saved(2));
+    EXPECT_EQ(service.count("PUT /storage/put"), 2);
+    EXPECT_EQ(service.count("GET /project/getshoticonuploadurl.action"), 2);
+
+    // Delete view 2 from its menu, answer yes, save: the record has no "2".
+    const QPoint two = r.topLeft() + thumbnail(2).center();
+    ASSERT_EQ(ViewerSession::xdotool({"mousemove", std::to_string(two.x()), std::to_string(two.y()), "click", "3"}),
+              0);
+    // The menu opens at the pointer; its first entry is "删除".
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_EQ(ViewerSession::xdotool({"mousemove", std::to_string(two.x() + 30), std::to_string(two.y() + 12),
+                                      "sleep", "0.3", "click", "1"}),
+              0);
+    ASSERT_TRUE(waitUntil(questionShown, 10000)) << "no question";
+    ASSERT_EQ(answerYes(), 0);
+    ASSERT_TRUE(waitUntil([]() { return !questionShown(); }, 10000));
+    ASSERT_EQ(key("ctrl+s"), 0);
+    ASSERT_TRUE(saved(3));
+    const rapidjson::Document pruned = parse(service.record());
+    EXPECT_TRUE(pruned.IsObject() && pruned.HasMember("1") && !pruned.HasMember("2")) << service.record();
+
+    // A new view in place 2, then Escape: the question, and yes saves it
+    // before the window closes.
+    ASSERT_EQ(key("space"), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_EQ(key("Escape"), 0);
+    ASSERT_TRUE(waitUntil(questionShown, 10000)) << "no question on closing";
+    ASSERT_EQ(answerYes(), 0);
+    ASSERT_TRUE(session.viewer().waitFor(30000, code)) << "the viewer did not close";
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(service.count("POST /project/savecamera.action"), 4);
+    const rapidjson::Document last = parse(service.record());
+    EXPECT_TRUE(last.IsObject() && last.HasMember("1") && last.HasMember("2")) << service.record();
+    EXPECT_EQ(service.count("PUT /storage/put"), 3);
+}
