@@ -229,12 +229,15 @@ void ProjectService::expireUploads()
         for (const std::string& ticket : db_.expireUploads(ticketsSince()))
             if (Velda::isPlainFileName(ticket))
                 std::remove((folder + ticket).c_str());
-        // Files no ticket names any more (a crash between writing and
-        // recording, a torn temporary file) go by their age.
+        // Files no ticket names (a temporary file a crash left behind) go
+        // by their age.
         const auto oldest = fs::file_time_type::clock::now() - std::chrono::seconds(options_.ticketLifetime);
         std::error_code ec;
+        int projectid = 0;
+        std::string md5;
         for (const auto& entry : fs::directory_iterator(folder, ec))
-            if (entry.is_regular_file(ec) && entry.last_write_time(ec) < oldest)
+            if (entry.is_regular_file(ec) && entry.last_write_time(ec) < oldest &&
+                !db_.upload(entry.path().filename().string(), 0, projectid, md5))
                 fs::remove(entry.path(), ec);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s\n", escapeForLog(std::string("expiring uploads: ") + e.what()).c_str());

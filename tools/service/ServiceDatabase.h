@@ -62,6 +62,7 @@ public:
     bool thumbnail(int projectid, const std::string& path);
 
     static const int kHistoryKept = 500;
+    static const int64_t kHistoryBytes = 16 << 20;
     void setHistoryBytes(int64_t bytes) { historyBytes_ = bytes; }
     int64_t historyBytes() const { return historyBytes_; }
 
@@ -71,7 +72,7 @@ private:
     bool textOf(const char* sql, int key, std::string& out);
 
     std::string path_;
-    int64_t historyBytes_ = 16 << 20;
+    int64_t historyBytes_ = kHistoryBytes;
     struct Connections;
     std::unique_ptr<Connections> connections_;
 };

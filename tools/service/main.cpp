@@ -132,6 +132,30 @@ int main(int argc, char** argv)
         return true;
     };
 
+    // Options of serve, checked before anything is touched.
+    VeldaService::ServiceOptions o;
+    o.dataFolder = data;
+    if (options.count("address"))
+        o.address = options["address"];
+    if (options.count("port") && (!integer("port", o.port) || o.port < 0 || o.port > 65535))
+        return usage("bad --port");
+    o.publicUrl = text("public-url");
+    long long maxBody = static_cast<long long>(o.maxBody), threads = o.threads,
+              perClient = static_cast<long long>(o.guard.perClient), deadline = o.guard.requestDeadline.count() / 1000,
+              lifetime = o.ticketLifetime, historyBytes = VeldaService::ServiceDatabase::kHistoryBytes;
+    if (!number("max-body", 1, maxBody) || !number("threads", 2, threads) || !number("max-per-client", 1, perClient) ||
+        !number("request-deadline", 1, deadline) || !number("ticket-lifetime", 1, lifetime) ||
+        !number("history-bytes", 1, historyBytes))
+        return usage("a numeric option is not a number or is too small");
+    o.maxBody = static_cast<size_t>(maxBody);
+    o.threads = static_cast<int>(threads);
+    o.guard.perClient = static_cast<size_t>(perClient);
+    o.guard.requestDeadline = std::chrono::seconds(deadline);
+    o.ticketLifetime = lifetime;
+    if (command == "serve" && o.threads <= static_cast<int>(o.guard.perClient))
+        std::cerr << "velda-service: warning: with --threads at most --max-per-client, one address can take every "
+                     "worker\n";
+
     try {
         if (command == "init") {
             for (const std::string& folder : {data, data + "/thumbs", data + "/uploads"})
@@ -176,29 +200,7 @@ int main(int argc, char** argv)
             return 0;
         }
         // serve
-        VeldaService::ServiceOptions o;
-        o.dataFolder = data;
-        if (options.count("address"))
-            o.address = options["address"];
-        if (options.count("port") && (!integer("port", o.port) || o.port < 0 || o.port > 65535))
-            return usage("bad --port");
-        o.publicUrl = text("public-url");
-        long long maxBody = static_cast<long long>(o.maxBody), threads = o.threads,
-                  perClient = static_cast<long long>(o.guard.perClient), deadline = o.guard.requestDeadline.count() / 1000,
-                  lifetime = o.ticketLifetime, historyBytes = db.historyBytes();
-        if (!number("max-body", 1, maxBody) || !number("threads", 2, threads) ||
-            !number("max-per-client", 1, perClient) || !number("request-deadline", 1, deadline) ||
-            !number("ticket-lifetime", 1, lifetime) || !number("history-bytes", 1, historyBytes))
-            return usage("a numeric option is not a number or is too small");
-        o.maxBody = static_cast<size_t>(maxBody);
-        o.threads = static_cast<int>(threads);
-        o.guard.perClient = static_cast<size_t>(perClient);
-        o.guard.requestDeadline = std::chrono::seconds(deadline);
-        o.ticketLifetime = lifetime;
         db.setHistoryBytes(historyBytes);
-        if (o.threads <= static_cast<int>(o.guard.perClient))
-            std::cerr << "velda-service: warning: with --threads at most --max-per-client, one address can take "
-                         "every worker\n";
         o.quiet = options.count("quiet") != 0;
         ::mkdir((data + "/thumbs").c_str(), 0700);
         ::mkdir((data + "/uploads").c_str(), 0700);
