@@ -1,6 +1,8 @@
 // Packing a model whose textures are large: eight 4096 x 2048 PNGs that
 // already meet the viewer's rules. Prints the importer's own read, a plain
-// copy of the texture bytes, and the whole pack, in seconds.
+// copy of the texture bytes, and the whole pack, in seconds; then the pack
+// of the same model with 4094 x 2048 textures, whose rows need padding, so
+// each is converted.
 #include "ModelReader.h"
 #include "ProjectWriter.h"
 
@@ -12,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -46,6 +49,13 @@ void writeTexture(const std::string& path, unsigned width, unsigned height, unsi
     FreeImage_Unload(bitmap);
 }
 
+void writeTextures(const fs::path& folder, int textures, unsigned width)
+{
+    fs::create_directories(folder);
+    for (int i = 0; i < textures; ++i)
+        writeTexture((folder / ("texture " + std::to_string(i) + ".png")).string(), width, 2048, static_cast<unsigned>(i));
+}
+
 void writeModel(const fs::path& folder, int textures)
 {
     std::ofstream obj(folder / "scene.obj"), mtl(folder / "scene.mtl");
@@ -70,11 +80,10 @@ int main(int argc, char** argv)
     const int textures = argc > 1 ? std::atoi(argv[1]) : 8;
     FreeImage_Initialise(FALSE);
     const fs::path root = fs::temp_directory_path() / ("velda-pack-bench-" + std::to_string(getpid()));
-    fs::create_directories(root / "model");
-    for (int i = 0; i < textures; ++i)
-        writeTexture((root / "model" / ("texture " + std::to_string(i) + ".png")).string(), 4096, 2048,
-                     static_cast<unsigned>(i));
+    writeTextures(root / "model", textures, 4096);
     writeModel(root / "model", textures);
+    writeTextures(root / "padded", textures, 4094);
+    writeModel(root / "padded", textures);
     uintmax_t textureBytes = 0;
     for (int i = 0; i < textures; ++i)
         textureBytes += fs::file_size(root / "model" / ("texture " + std::to_string(i) + ".png"));
@@ -102,6 +111,14 @@ int main(int argc, char** argv)
                 "whole pack %.3f s (%llu textures written)\n",
                 textures, static_cast<double>(textureBytes) / 1e6, readSeconds, copySeconds, packSeconds,
                 static_cast<unsigned long long>(report.textures));
+
+    start = Clock::now();
+    scene = VeldaPack::readModel((root / "padded" / "scene.obj").string(), read);
+    const VeldaPack::PackReport converted =
+        VeldaPack::ProjectWriter::write(scene, (root / "padded-project").string(), VeldaPack::PackOptions());
+    std::printf("pack: %d textures of 4094x2048 converted on %u cores: whole pack %.3f s (%llu textures written)\n",
+                textures, std::thread::hardware_concurrency(), since(start),
+                static_cast<unsigned long long>(converted.textures));
     std::error_code ec;
     fs::remove_all(root, ec);
     FreeImage_DeInitialise();
