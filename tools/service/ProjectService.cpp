@@ -392,7 +392,7 @@ void ProjectService::thumbnailRoutes()
             return refuse(res, kServerError, "无法保存上传的文件", 500);
         db_.markReceived(ticket);
         res.set_header("ETag", "\"" + upper(md5Hex(req.body)) + "\"");
-        res.status = 200;
+        answer(res, ReplyJson().add("errorid", kOk));
     });
 
     server_.Get("/project/uploadshoticonfinished.action",
