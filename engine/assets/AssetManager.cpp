@@ -53,10 +53,9 @@ AssetManager::AssetManager(Context3d* renderer) : renderer_(renderer)
 
 AssetManager::~AssetManager()
 {
-    // The worker is stopped before libcurl's global state goes, so no
-    // transfer runs while it is torn down.
+    // release() stops the worker first: no transfer runs while the assets
+    // or libcurl's global state go.
     release();
-    JobManager::instance().stopWorker();
     curl_global_cleanup();
     delete defaultTexture_;
     FreeImage_DeInitialise();
@@ -161,6 +160,9 @@ AssetBinary* AssetManager::loadBinary(const std::string& url, Callback callback)
 
 void AssetManager::release()
 {
+    // The worker may be inside a job's run: it is stopped at a safe point
+    // and joined before any asset is deleted.
+    JobManager::instance().stopWorker();
     JobManager::instance().clearJobs();
     for (auto& entry : assets_)
         delete entry.second;
@@ -177,8 +179,11 @@ bool AssetManager::isReady()
     if (!JobManager::instance().idle())
         return false;
     if (configPending_) {
-        // Only a line that was noted is written; a failed open drops it.
-        if (!configLine_.empty() && !DiskCache::commit(baseFolder_, configLine_))
+        // Only a line that was noted is written, and only for a project
+        // whose every file arrived whole; a failed open drops it.
+        if (!configLine_.empty() && !DiskCache::folderComplete())
+            VLOG << "A file of the project failed; the project is not committed to the cache";
+        else if (!configLine_.empty() && !DiskCache::commit(baseFolder_, configLine_))
             VLOG << "Cache.config cannot be opened; the cache line is dropped";
         configPending_ = false;
     }

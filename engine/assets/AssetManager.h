@@ -33,6 +33,8 @@ public:
     virtual Asset* load(const std::string& url, Callback callback);
     // A raw file; a second request of the same address drops its callback.
     virtual AssetBinary* loadBinary(const std::string& url, Callback callback);
+    // Stops the worker (a running transfer is abandoned at a safe point) and
+    // joins it, empties the queues, then deletes every asset.
     virtual void release();
     // True once nothing is queued or waiting and every asset is ready; then
     // it stays true. Commits the cache line the first time the queues are
