@@ -47,7 +47,6 @@ AssetManager::AssetManager(Context3d* renderer) : renderer_(renderer)
     FreeImage_Initialise(FALSE);
     // A light grey 2 by 2: visible on any surface, clearly not content.
     std::memset(defaultPixels_, 0xC8, sizeof defaultPixels_);
-    defaultTexture_ = new Texture2D(2, 2, GL_BGRA, GL_UNSIGNED_BYTE, defaultPixels_, false);
     g_assetManager = this;
 }
 
@@ -57,10 +56,17 @@ AssetManager::~AssetManager()
     // or libcurl's global state go.
     release();
     curl_global_cleanup();
-    delete defaultTexture_;
+    defaultTexture_.reset();
     FreeImage_DeInitialise();
     if (g_assetManager == this)
         g_assetManager = nullptr;
+}
+
+Texture2D* AssetManager::defaultTexture()
+{
+    if (!defaultTexture_)
+        defaultTexture_ = std::make_unique<Texture2D>(2, 2, GL_BGRA, GL_UNSIGNED_BYTE, defaultPixels_, false);
+    return defaultTexture_.get();
 }
 
 AssetManager* AssetManager::instance()
@@ -79,7 +85,7 @@ Asset* AssetManager::create(const std::string& key)
     if (contains(key, "|"))
         return new AssetTextureCube(key, renderer_);
     if (extensionIs(key, {"GIF", "gif", "JPG", "jpg", "PNG", "png", "TGA", "tga", "DDS", "dds"}))
-        return new AssetTexture2D(key, renderer_, &defaultTexture_);
+        return new AssetTexture2D(key, renderer_);
     return nullptr;
 }
 

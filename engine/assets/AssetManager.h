@@ -56,8 +56,9 @@ public:
     Asset* find(const std::string& urlOrShortName) const;
     bool configPending() const { return configPending_; }
 
-    // Shown in place of an image that cannot be decoded.
-    Texture2D* defaultTexture() const { return defaultTexture_; }
+    // Shown in place of an image that cannot be decoded; made on first use,
+    // on the GL thread.
+    Texture2D* defaultTexture();
 
 private:
     Asset* create(const std::string& key);
@@ -71,7 +72,7 @@ private:
     std::string configLine_;
     std::string baseFolder_;
     Context3d* renderer_;
-    Texture2D* defaultTexture_ = nullptr;
+    std::unique_ptr<Texture2D> defaultTexture_;
     unsigned char defaultPixels_[4 * 4];
 };
 
