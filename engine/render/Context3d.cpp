@@ -76,7 +76,6 @@ void Context3d::initialize(void*)
     // has not arrived yet.
     static const float placeholder[4] = {0.5411765f, 0.6784314f, 0.8156863f, 1.0f};
     placeholderTexture = new Texture2D(1, 1, GL_RGBA, GL_FLOAT, placeholder, true);
-    placeholderTexture->create();
     defaultMaterial = new Material();
 
     timeAngle = 2.356194f;

@@ -42,9 +42,8 @@ ViewerSession::ViewerSession()
            "--group", "设计组", "--groupid", "g-12", "--uploader", "李四", "--uploaderqemid", "1002", "--uploadtime",
            "2026-11-01 09:30"});
     // Without --quiet the service names every request on its error stream.
-    service_.reset(new BackgroundProcess({"/bin/sh", "-c",
-                                          "exec " + quoted(VELDA_SERVICE_PATH) + " serve --data " + quoted(data) +
-                                              " --port 0 2>>" + quoted(dir_.file("requests.log"))}));
+    service_.reset(new BackgroundProcess({VELDA_SERVICE_PATH, "serve", "--data", data, "--port", "0"},
+                                         dir_.file("requests.log")));
     std::string line;
     if (!service_->readLine(line, 10000) || line.compare(0, 13, "listening on ") != 0)
         throw std::runtime_error("velda-service did not start: " + line);
