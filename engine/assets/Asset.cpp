@@ -16,9 +16,10 @@ std::string Asset::directory()
         std::smatch match;
         // A project folder addressed directly has no "pars=": its siblings
         // are beside it, as for a local file.
+        const bool file = url_.compare(0, 7, "file://") == 0;
         if (isRemote() && std::regex_search(url_, match, remote))
             directoryText_ = match.str();
-        else if (std::regex_search(url_, match, local))
+        else if ((!isRemote() || file) && std::regex_search(url_, match, local))
             directoryText_ = match.str();
     }
     return directoryText_;

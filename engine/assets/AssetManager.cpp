@@ -101,6 +101,8 @@ std::string AssetManager::shortName(const std::string& key)
         // A project folder addressed directly (file:///…/project/) has no
         // "pars=": its files go by their names, as in the cache, so that
         // a material's texture is found under "texs/<name>".
+        if (key.compare(0, 7, "file://") != 0)
+            return std::string();
         const std::string file = fileNameOf(urlUnescape(key));
         return contains(file, ".me") || contains(file, ".mt") ? file : "texs/" + file;
     }
