@@ -111,7 +111,7 @@ void decode(benchmark::State& state, VeldaTest::ImageKind kind, const char* name
     const int side = static_cast<int>(state.range(0));
     const std::vector<unsigned char> file = VeldaTest::encodeImage(kind, side, side, 24);
     for (auto _ : state) {
-        Velda::AssetTexture2D target(name, nullptr, nullptr);
+        Velda::AssetTexture2D target(name, nullptr);
         std::unique_ptr<Velda::Parser> parser(Velda::AssetTexture2D::parserFor(name));
         if (!parser->parse(file.data(), static_cast<uint32_t>(file.size()), &target, 1))
             state.SkipWithError("decode failed");

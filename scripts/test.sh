@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the whole test suite: the
 # Release tree under Xvfb, then a sanitizer tree (AddressSanitizer and
-# UndefinedBehaviorSanitizer) for the engine's tests and the fuzzing of the
-# project file readers.
+# UndefinedBehaviorSanitizer) for the unit and fuzz tests (the long load
+# runs stay in the Release tree).
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -21,6 +21,8 @@ XVFB=(xvfb-run -a -s "-screen 0 1280x800x24")
 
 echo "== Release tests (under Xvfb)"
 "${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE "fuzz|load"
+# Twenty load runs in a row beside a busy loop on every core, then the kill
+# test: Release only, they take about a minute.
 echo "== Service load (Release)"
 ctest --test-dir "$BUILD" -L load -V > "$BUILD/load.log" 2>&1 || { cat "$BUILD/load.log"; exit 1; }
 grep -E "(load|kill): " "$BUILD/load.log" || true
@@ -28,4 +30,4 @@ grep -E "(load|kill): " "$BUILD/load.log" || true
 echo "== Sanitizer tests (under Xvfb)"
 export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
-"${XVFB[@]}" ctest --test-dir "$BUILD-asan" --output-on-failure -j "$JOBS"
+"${XVFB[@]}" ctest --test-dir "$BUILD-asan" --output-on-failure -j "$JOBS" -LE load

@@ -47,21 +47,26 @@ AssetManager::AssetManager(Context3d* renderer) : renderer_(renderer)
     FreeImage_Initialise(FALSE);
     // A light grey 2 by 2: visible on any surface, clearly not content.
     std::memset(defaultPixels_, 0xC8, sizeof defaultPixels_);
-    defaultTexture_ = new Texture2D(2, 2, GL_BGRA, GL_UNSIGNED_BYTE, defaultPixels_, false);
     g_assetManager = this;
 }
 
 AssetManager::~AssetManager()
 {
-    // The worker is stopped before libcurl's global state goes, so no
-    // transfer runs while it is torn down.
+    // release() stops the worker first: no transfer runs while the assets
+    // or libcurl's global state go.
     release();
-    JobManager::instance().stopWorker();
     curl_global_cleanup();
-    delete defaultTexture_;
+    defaultTexture_.reset();
     FreeImage_DeInitialise();
     if (g_assetManager == this)
         g_assetManager = nullptr;
+}
+
+Texture2D* AssetManager::defaultTexture()
+{
+    if (!defaultTexture_)
+        defaultTexture_ = std::make_unique<Texture2D>(2, 2, GL_BGRA, GL_UNSIGNED_BYTE, defaultPixels_, false);
+    return defaultTexture_.get();
 }
 
 AssetManager* AssetManager::instance()
@@ -80,7 +85,7 @@ Asset* AssetManager::create(const std::string& key)
     if (contains(key, "|"))
         return new AssetTextureCube(key, renderer_);
     if (extensionIs(key, {"GIF", "gif", "JPG", "jpg", "PNG", "png", "TGA", "tga", "DDS", "dds"}))
-        return new AssetTexture2D(key, renderer_, &defaultTexture_);
+        return new AssetTexture2D(key, renderer_);
     return nullptr;
 }
 
@@ -161,6 +166,9 @@ AssetBinary* AssetManager::loadBinary(const std::string& url, Callback callback)
 
 void AssetManager::release()
 {
+    // The worker may be inside a job's run: it is stopped at a safe point
+    // and joined before any asset is deleted.
+    JobManager::instance().stopWorker();
     JobManager::instance().clearJobs();
     for (auto& entry : assets_)
         delete entry.second;
@@ -177,8 +185,11 @@ bool AssetManager::isReady()
     if (!JobManager::instance().idle())
         return false;
     if (configPending_) {
-        // Only a line that was noted is written; a failed open drops it.
-        if (!configLine_.empty() && !DiskCache::commit(baseFolder_, configLine_))
+        // Only a line that was noted is written, and only for a project
+        // whose every file arrived whole; a failed open drops it.
+        if (!configLine_.empty() && !DiskCache::folderComplete())
+            VLOG << "A file of the project failed; the project is not committed to the cache";
+        else if (!configLine_.empty() && !DiskCache::commit(baseFolder_, configLine_))
             VLOG << "Cache.config cannot be opened; the cache line is dropped";
         configPending_ = false;
     }

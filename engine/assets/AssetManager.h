@@ -33,6 +33,8 @@ public:
     virtual Asset* load(const std::string& url, Callback callback);
     // A raw file; a second request of the same address drops its callback.
     virtual AssetBinary* loadBinary(const std::string& url, Callback callback);
+    // Stops the worker (a running transfer is abandoned at a safe point) and
+    // joins it, empties the queues, then deletes every asset.
     virtual void release();
     // True once nothing is queued or waiting and every asset is ready; then
     // it stays true. Commits the cache line the first time the queues are
@@ -54,8 +56,9 @@ public:
     Asset* find(const std::string& urlOrShortName) const;
     bool configPending() const { return configPending_; }
 
-    // Shown in place of an image that cannot be decoded.
-    Texture2D* defaultTexture() const { return defaultTexture_; }
+    // Shown in place of an image that cannot be decoded; made on first use,
+    // on the GL thread.
+    Texture2D* defaultTexture();
 
 private:
     Asset* create(const std::string& key);
@@ -69,7 +72,7 @@ private:
     std::string configLine_;
     std::string baseFolder_;
     Context3d* renderer_;
-    Texture2D* defaultTexture_ = nullptr;
+    std::unique_ptr<Texture2D> defaultTexture_;
     unsigned char defaultPixels_[4 * 4];
 };
 

@@ -43,8 +43,8 @@ void* AssetTexture1D::sourceArrived(void* argument)
         return nullptr;
     // The first row of the ramp, read in the format the image was decoded
     // with (BGR for the ramp as shipped), so the row is never overrun.
-    const unsigned format = image->texture() ? image->texture()->format() : GL_BGR;
-    if (!image->texture() && image->bitsPerPixel() < 24)
+    const unsigned format = image->glFormat() ? image->glFormat() : GL_BGR;
+    if (!image->glFormat() && image->bitsPerPixel() < 24)
         return nullptr;
     texture_.reset(new Texture1D(image->width(), format, GL_UNSIGNED_BYTE, image->pixels()));
     return nullptr;

@@ -1,17 +1,20 @@
 #include "assets/AssetTexture2D.h"
 
+#include "assets/AssetManager.h"
+
 #include "formats/ParserImage.h"
 #include "formats/TextHelpers.h"
 #include "log/Log.h"
 #include "render/Texture2D.h"
+
+#include <GL/glew.h>
 
 #include <cstdlib>
 #include <memory>
 
 namespace Velda {
 
-AssetTexture2D::AssetTexture2D(const std::string& url, Context3d* renderer, Texture2D** fallback)
-    : Asset(url), fallback_(fallback), renderer_(renderer)
+AssetTexture2D::AssetTexture2D(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer)
 {
     // The dial images of the overlay are drawn pixel for pixel.
     useMipmaps_ = url.find("img/光圈") == std::string::npos;
@@ -48,8 +51,6 @@ void AssetTexture2D::run()
     if (!ok) {
         VLOG << "Texture " << path() << " could not be decoded; the fallback stands in";
         succeeded_ = false;
-        texture_ = fallback_ ? *fallback_ : nullptr;
-        ownsTexture_ = false;
         ready_ = true;
         return;
     }
@@ -59,12 +60,16 @@ void AssetTexture2D::run()
 void AssetTexture2D::finish()
 {
     if (!isReady()) {
-        if (texture_)
-            texture_->create();
+        if (glFormat_ != 0 && pixels_) {
+            texture_ = new Texture2D(width_, height_, glFormat_, GL_UNSIGNED_BYTE, pixels_, mipmapped_);
+            ownsTexture_ = true;
+        }
         LoadJob::finish();
         ready_ = true;
-    } else if (texture_ && !ownsTexture_) {
-        texture_->create();  // the fallback, uploaded once on first use
+    } else if (!succeeded_ && !texture_) {
+        AssetManager* manager = AssetManager::instance();
+        texture_ = manager ? manager->defaultTexture() : nullptr;
+        ownsTexture_ = false;
     }
 }
 
@@ -79,7 +84,7 @@ void AssetTexture2D::freeData()
 }
 
 void AssetTexture2D::setImage(unsigned char* pixels, int width, int height, unsigned bitsPerPixel,
-                              Texture2D* texture)
+                              unsigned glFormat, bool mipmapped)
 {
     freeData();
     pixels_ = pixels;
@@ -88,8 +93,8 @@ void AssetTexture2D::setImage(unsigned char* pixels, int width, int height, unsi
     inverseWidth_ = 1.0f / static_cast<float>(width);
     inverseHeight_ = 1.0f / static_cast<float>(height);
     bitsPerPixel_ = bitsPerPixel;
-    texture_ = texture;
-    ownsTexture_ = texture != nullptr;
+    glFormat_ = glFormat;
+    mipmapped_ = mipmapped;
 }
 
 } // namespace Velda

@@ -6,13 +6,12 @@ namespace Velda {
 
 class Texture2D;
 
-// An image file: fetched and decoded on the worker, uploaded on the GL
-// thread. A file that cannot be decoded counts as ready and shows the
-// fallback texture.
+// An image file: fetched and decoded on the worker, which hands plain pixels
+// over; the texture is made on the GL thread. A file that cannot be decoded
+// counts as ready and shows the manager's fallback texture.
 class AssetTexture2D : public Asset {
 public:
-    // `fallback` holds the default texture; AssetManager keeps it.
-    AssetTexture2D(const std::string& url, Context3d* renderer, Texture2D** fallback);
+    AssetTexture2D(const std::string& url, Context3d* renderer);
     ~AssetTexture2D() override;
 
     // Fetch (and cache), then decode.
@@ -22,7 +21,11 @@ public:
     bool isReady() const override { return ready_; }
     void freeData() override;
 
+    // Null until the GL thread has made it.
     Texture2D* texture() const { return texture_; }
+    // The GL pixel format of the decoded rows; 0 when no texture can be made
+    // for their depth.
+    unsigned glFormat() const { return glFormat_; }
     const unsigned char* pixels() const { return pixels_; }
     int width() const { return width_; }
     int height() const { return height_; }
@@ -33,9 +36,10 @@ public:
     // False after a decoding failure (the texture is then the fallback).
     bool succeeded() const { return succeeded_; }
 
-    // Called by the image parsers: takes the malloc'd rows and the texture
-    // object (may be null: no texture for this depth).
-    void setImage(unsigned char* pixels, int width, int height, unsigned bitsPerPixel, Texture2D* texture);
+    // Called by the image parsers on the worker: takes the malloc'd rows,
+    // their GL format (0: no texture for this depth) and the mip map wish.
+    void setImage(unsigned char* pixels, int width, int height, unsigned bitsPerPixel, unsigned glFormat,
+                  bool mipmapped);
 
     // The decoder by the text behind the last "."; null for anything else.
     static class Parser* parserFor(const std::string& path);
@@ -49,7 +53,8 @@ private:
     int height_ = 0;
     float inverseHeight_ = 0.0f;
     unsigned bitsPerPixel_ = 0;
-    Texture2D** fallback_;
+    unsigned glFormat_ = 0;
+    bool mipmapped_ = false;
     bool useMipmaps_;
     bool succeeded_ = true;
     Context3d* renderer_;

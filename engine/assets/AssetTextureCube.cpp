@@ -51,7 +51,7 @@ void* AssetTextureCube::faceArrived(void* argument)
         pixels_[i] = face->pixels();
         heights_[i] = face->height();
         widths_[i] = face->width();
-        formats_[i] = face->texture() ? face->texture()->format() : GL_BGR;
+        formats_[i] = face->glFormat() ? face->glFormat() : GL_BGR;
         ++arrived_;
         if (arrived_ == 6)
             createCube();

@@ -7,6 +7,7 @@
 #include "log/Log.h"
 #include "platform/Platform.h"
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -22,12 +23,20 @@ namespace {
 std::mutex g_rootMutex;
 std::string g_cacheRoot;
 std::string g_cacheId = "1";
+// Cleared by a failed file on the worker, read by the commit on the GUI
+// thread (once the queues are empty).
+std::atomic<bool> g_folderComplete{true};
 
 const int kLineBuffer = 200;
 
 bool contains(const std::string& text, const char* part)
 {
     return text.find(part) != std::string::npos;
+}
+
+bool isLocal(const std::string& url)
+{
+    return contains(url, "Cache") || contains(url, "SkyResources");
 }
 
 } // namespace
@@ -85,14 +94,28 @@ bool lookup(std::string& rootPath, std::string& projectRoot)
     return false;
 }
 
+void storeFailed(const std::string& url)
+{
+    if (isLocal(url))
+        return;
+    VLOG << "Not cached, the transfer failed : " << url;
+    g_folderComplete = false;
+}
+
+bool folderComplete()
+{
+    return g_folderComplete;
+}
+
 void store(const std::string& url, const void* bytes, size_t size)
 {
-    if (contains(url, "Cache") || contains(url, "SkyResources"))
+    if (isLocal(url))
         return;
     const std::string cacheRoot = root();
     if (cacheRoot.empty())
         return;  // no root set: nothing is cached, rather than written below the working folder
     if (contains(url, "index")) {
+        g_folderComplete = true;
         g_cacheId = numberText(static_cast<int64_t>(countLines(cacheRoot + "Cache/Cache.config") + 1));
         Platform::makeDirectory(cacheRoot + "Cache/cache_" + g_cacheId);
         Platform::makeDirectory(cacheRoot + "Cache/cache_" + g_cacheId + "/texs");
@@ -112,7 +135,7 @@ void store(const std::string& url, const void* bytes, size_t size)
         VLOG << "Not cached, unusable name : " << url;
         return;
     }
-    writeFile(folder + relative, bytes, size);
+    writeFileAtomically(folder + relative, bytes, size);
 }
 
 bool commit(const std::string& baseFolder, const std::string& line)

@@ -25,9 +25,18 @@ std::string localAddress(const std::string& absolutePath);
 bool lookup(std::string& rootPath, std::string& projectRoot);
 
 // The worker half of a fetch: stores a remote file's bytes under its name in
-// the folder being filled. Local addresses (holding "Cache" or
-// "SkyResources") are left alone; an index address starts a new folder.
+// the folder being filled, through a temporary file and a rename, so no
+// torn file ever stands under a real name. Local addresses (holding "Cache"
+// or "SkyResources") are left alone; an index address starts a new folder.
 void store(const std::string& url, const void* bytes, size_t size);
+
+// A remote file of the project did not arrive whole: nothing is stored,
+// and the folder being filled may not be committed.
+void storeFailed(const std::string& url);
+
+// Whether every remote file since the last index arrived whole, so that
+// the project's line may be committed.
+bool folderComplete();
 
 // Appends the line to Cache/Cache.config below `baseFolder`. False when the
 // file cannot be opened; the line is then dropped.

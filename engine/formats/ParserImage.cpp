@@ -2,7 +2,6 @@
 
 #include "assets/AssetTexture2D.h"
 #include "log/Log.h"
-#include "render/Texture2D.h"
 
 #include <GL/glew.h>
 #include <FreeImage.h>
@@ -103,11 +102,10 @@ bool ParserImage::parse(const void* bytes, uint32_t size, Asset* asset, int useM
         return false;
     std::memcpy(pixels, bits, bytesTotal);
     unsigned glFormat = 0;
-    Texture2D* texture = nullptr;
-    if (glFormatFor(bpp, glFormat))
-        texture = new Texture2D(static_cast<int>(width), static_cast<int>(height), glFormat, GL_UNSIGNED_BYTE, pixels,
-                                alwaysMipmapped() || useMipmaps != 0);
-    target->setImage(pixels, static_cast<int>(width), static_cast<int>(height), bpp, texture);
+    if (!glFormatFor(bpp, glFormat))
+        glFormat = 0;
+    target->setImage(pixels, static_cast<int>(width), static_cast<int>(height), bpp, glFormat,
+                     alwaysMipmapped() || useMipmaps != 0);
     return true;
 }
 

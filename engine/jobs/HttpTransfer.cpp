@@ -82,20 +82,53 @@ size_t discardSink(char*, size_t size, size_t count, void*)
     return size * count;
 }
 
+int stopRequested(void* stop, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    return static_cast<const std::atomic<bool>*>(stop)->load() ? 1 : 0;
+}
+
 } // namespace
+
+Download httpDownload(const std::string& url, const std::atomic<bool>* stop)
+{
+    Download result;
+    result.body = makeMemoryBlock();
+    EasyHandle curl;
+    if (!curl.handle)
+        return result;
+    curl_easy_setopt(curl.handle, CURLOPT_URL, curlAddress(url).c_str());
+    curl_easy_setopt(curl.handle, CURLOPT_WRITEFUNCTION, memorySink);
+    curl_easy_setopt(curl.handle, CURLOPT_WRITEDATA, &result.body);
+    curl_easy_setopt(curl.handle, CURLOPT_USERAGENT, "libcurl-agent/1.0");
+    if (stop) {
+        curl_easy_setopt(curl.handle, CURLOPT_XFERINFOFUNCTION, stopRequested);
+        curl_easy_setopt(curl.handle, CURLOPT_XFERINFODATA, stop);
+        curl_easy_setopt(curl.handle, CURLOPT_NOPROGRESS, 0L);
+    }
+    const CURLcode res = curl_easy_perform(curl.handle);
+    if (res == CURLE_ABORTED_BY_CALLBACK) {
+        result.stopped = true;
+        return result;
+    }
+    if (res != CURLE_OK) {
+        std::fprintf(stderr, "curl_easy_perform() failed: %s\n", curl_easy_strerror(res));
+        return result;
+    }
+    long status = 0;
+    curl_easy_getinfo(curl.handle, CURLINFO_RESPONSE_CODE, &status);
+    curl_off_t announced = -1;
+    curl_easy_getinfo(curl.handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    const bool local = url.compare(0, 7, "file://") == 0;
+    // curl reports a body cut short of its length as an error already; the
+    // size test is for whatever slips through.
+    result.whole = (local || (status >= 200 && status < 300)) &&
+                   (announced < 0 || static_cast<curl_off_t>(result.body.size) >= announced);
+    return result;
+}
 
 MemoryBlock httpFetch(const std::string& url)
 {
-    MemoryBlock block = makeMemoryBlock();
-    EasyHandle curl;
-    if (!curl.handle)
-        return block;
-    curl_easy_setopt(curl.handle, CURLOPT_URL, curlAddress(url).c_str());
-    curl_easy_setopt(curl.handle, CURLOPT_WRITEFUNCTION, memorySink);
-    curl_easy_setopt(curl.handle, CURLOPT_WRITEDATA, &block);
-    curl_easy_setopt(curl.handle, CURLOPT_USERAGENT, "libcurl-agent/1.0");
-    perform(curl.handle);
-    return block;
+    return httpDownload(url).body;
 }
 
 std::string httpGet(const std::string& url)

@@ -2,6 +2,7 @@
 
 #include "jobs/MemoryBlock.h"
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 
@@ -15,6 +16,19 @@ namespace Velda {
 
 // GET into memory; the caller frees `bytes` with free().
 MemoryBlock httpFetch(const std::string& url);
+
+// What a GET delivered, and whether it is the whole file.
+struct Download {
+    MemoryBlock body;       // what arrived; the caller frees `bytes` with free()
+    bool whole = false;     // no transport error, a 2xx status (or a local file), nothing short of the announced length
+    bool stopped = false;   // abandoned because `stop` turned true
+};
+
+// GET into memory that tells a whole file from a failed one. `stop`, when
+// given, is read by curl's progress callback during the transfer: once it
+// is true the transfer ends at the next callback (connect, data or the
+// once-a-second idle call).
+Download httpDownload(const std::string& url, const std::atomic<bool>* stop = nullptr);
 
 // GET; the body as text, cut at the first zero byte.
 std::string httpGet(const std::string& url);

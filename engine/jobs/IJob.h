@@ -15,6 +15,9 @@ public:
     virtual void run() = 0;
     virtual void finish() = 0;
     virtual ~IJob() = default;
+    // Whether the last run() gave up at a stop of the worker (see
+    // JobManager::stopWorker) before it was done; such a job stays queued.
+    virtual bool abandoned() const { return false; }
 };
 
 } // namespace Velda

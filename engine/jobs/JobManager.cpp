@@ -1,6 +1,7 @@
 #include "jobs/JobManager.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace Velda {
@@ -18,11 +19,6 @@ private:
     pthread_mutex_t& m_;
 };
 
-void unlockMutex(void* m)
-{
-    pthread_mutex_unlock(static_cast<pthread_mutex_t*>(m));
-}
-
 void eraseFirst(std::vector<IJob*>& list, IJob* job)
 {
     const auto it = std::find(list.begin(), list.end(), job);
@@ -31,14 +27,30 @@ void eraseFirst(std::vector<IJob*>& list, IJob* job)
 }
 
 JobManager* g_instance = nullptr;
+std::atomic<bool> g_stopRequested{false};
+
+// The program may end while a transfer runs; the worker must not go on
+// using what the exit tears down.
+void stopAtExit()
+{
+    if (g_instance)
+        g_instance->stopWorker();
+}
 
 } // namespace
 
 JobManager& JobManager::instance()
 {
-    if (!g_instance)
+    if (!g_instance) {
         g_instance = new JobManager();
+        std::atexit(stopAtExit);
+    }
     return *g_instance;
+}
+
+const std::atomic<bool>& JobManager::stopRequested()
+{
+    return g_stopRequested;
 }
 
 JobManager::JobManager()
@@ -59,6 +71,8 @@ JobManager::~JobManager()
 
 void JobManager::startWorker()
 {
+    stopping_ = false;
+    g_stopRequested = false;
     const int rc = pthread_create(&thread_, nullptr, &JobManager::workerEntry, this);
     if (rc != 0)
         throw std::runtime_error(threadErrorText(rc));
@@ -82,16 +96,20 @@ void JobManager::workerLoop()
 {
     for (;;) {
         IJob* job = nullptr;
-        pthread_mutex_lock(&mutex_);
-        pthread_cleanup_push(unlockMutex, &mutex_);
-        while (pendingJobs_.empty())
-            pthread_cond_wait(&condition_, &mutex_);
-        job = pendingJobs_.front();  // stays pending while it runs
-        pthread_cleanup_pop(1);
+        {
+            Lock lock(mutex_);
+            while (pendingJobs_.empty() && !stopping_)
+                pthread_cond_wait(&condition_, &mutex_);
+            if (stopping_)
+                return;
+            job = pendingJobs_.front();  // stays pending while it runs
+        }
 
         job->run();
 
         Lock lock(mutex_);
+        if (job->abandoned())
+            return;  // only a stop abandons; the job waits for the next worker
         finishedJobs_.push_back(job);
         eraseFirst(pendingJobs_, job);
     }
@@ -129,9 +147,11 @@ void JobManager::stopWorker()
         if (!workerRunning_)
             return;
         workerRunning_ = false;
+        stopping_ = true;
+        g_stopRequested = true;
         thread = thread_;
+        pthread_cond_broadcast(&condition_);
     }
-    pthread_cancel(thread);
     pthread_join(thread, nullptr);
 }
 

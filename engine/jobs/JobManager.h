@@ -2,6 +2,7 @@
 
 #include "jobs/IJob.h"
 
+#include <atomic>
 #include <pthread.h>
 #include <vector>
 
@@ -21,9 +22,14 @@ public:
     void removeJob(IJob* job);
     // Empties both queues; safe while the worker is idle.
     void clearJobs();
-    // Cancels the worker (it stops at its next cancellation point, the wait
-    // when idle) and waits for it to end. The next addJob starts a new one.
+    // Stops the worker at a safe point and waits for it to end: the running
+    // job sees stopRequested() (a transfer in curl's progress callback),
+    // finishes or abandons its work, and an abandoned job stays at the front
+    // of the queue. Once this returns no job runs, so jobs may be deleted.
+    // The next addJob starts a new worker. Also run at the program's exit.
     void stopWorker();
+    // True while a stop is under way; jobs read it at their safe points.
+    static const std::atomic<bool>& stopRequested();
     // Calls finish() of the job at the front of the finished queue, if any,
     // and then removes it. The lock is held around the queue accesses, never
     // during finish(), which may add jobs. If finish() throws, the job stays
@@ -53,6 +59,7 @@ private:
     std::vector<IJob*> finishedJobs_;
     pthread_t thread_{};
     bool workerRunning_ = false;
+    bool stopping_ = false;  // under mutex_; the worker leaves its loop
     pthread_mutex_t mutex_;
     pthread_cond_t condition_;
 };

@@ -2,6 +2,7 @@
 
 #include "assets/DiskCache.h"
 #include "jobs/HttpTransfer.h"
+#include "jobs/JobManager.h"
 
 #include <cstdlib>
 
@@ -28,10 +29,21 @@ void LoadJob::run()
 {
     if (url_.empty())
         return;
-    const MemoryBlock block = httpFetch(url_);
+    abandoned_ = false;
+    const Download download = httpDownload(url_, &JobManager::stopRequested());
     dropFetchedBytes();
-    data_ = new JobData{block.bytes, block.size, true};
-    DiskCache::store(url_, block.bytes, block.size);
+    if (download.stopped) {
+        std::free(download.body.bytes);
+        abandoned_ = true;
+        return;
+    }
+    // A failed file is still handed on (it looks like an empty or broken
+    // file), but never cached: it would stand for the file for ever.
+    data_ = new JobData{download.body.bytes, download.body.size, true};
+    if (download.whole)
+        DiskCache::store(url_, download.body.bytes, download.body.size);
+    else
+        DiskCache::storeFailed(url_);
     finished_ = true;
 }
 

@@ -17,8 +17,10 @@ struct JobData {
     bool ownsBytes = true;  // malloc'd bytes, freed with the pair; a document root is not
 };
 
-// A job that fetches one address. run() fetches (and stores remote files in
-// the disk cache); finish() runs the callbacks, last added first.
+// A job that fetches one address. run() fetches (and stores remote files
+// that arrived whole in the disk cache); finish() runs the callbacks, last
+// added first. A stop of the worker during the transfer abandons it: no
+// data, nothing stored, and the job runs again with the next worker.
 class LoadJob : public IJob {
 public:
     explicit LoadJob(const std::string& url);
@@ -30,6 +32,7 @@ public:
 
     const std::string& url() const { return url_; }
     bool isFinished() const { return finished_.load(); }
+    bool abandoned() const override { return abandoned_.load(); }
     std::vector<Callback> callbacks() const { return callbacks_; }
 
 protected:
@@ -40,6 +43,7 @@ protected:
     std::vector<Callback> callbacks_;
     JobData* data_ = nullptr;
     std::atomic<bool> finished_{false};
+    std::atomic<bool> abandoned_{false};
 };
 
 } // namespace Velda

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "render/DayCycle.h"
 #include "scene/Matrix4.h"
 #include "scene/RenderItem.h"
+
+#include <cstdint>
 
 #include <map>
 #include <memory>
@@ -15,8 +18,20 @@ class Material;
 class SceneRoot;
 class ShaderManager;
 class ShaderProgram;
+class SpotLight;
 class Texture2D;
 struct FrameContext;
+
+// What the last frame cost, for tests and benchmarks: plain counters that
+// cost nothing when nobody reads them.
+struct FrameStats {
+    uint64_t shadowDraws = 0;   // times the shadow map has been drawn
+    double passMs[4] = {};      // CPU time of each pass's process in the last render
+    double renderMs = 0.0;      // the whole last render
+    // Benchmarks set this to wait for the driver after each pass, so that
+    // a pass's time holds its drawing and not only its commands.
+    bool finishEachPass = false;
+};
 
 // The renderer: one process-wide object that owns the passes, the shader
 // store, the frame state and every picture setting the sliders change.
@@ -60,6 +75,14 @@ public:
     void renderLine(float x0, float y0, float z0, float x1, float y1, float z1, float r, float g, float b);
     void useProgram(ShaderProgram* program);
 
+    // The sliders of the setting panel, v being the slider's integer.
+    // Level 0 of the shadow quality keeps the size of level 2 and switches
+    // the sun's shadow off.
+    void setShadowQuality(int level, SpotLight* sun);
+    void setShadowShade(int v) { shadowShade = static_cast<float>(v) / 100.0f; }
+    void setBloomCoefficient(int v) { bloomCoefficient = static_cast<float>(v) / 100.0f; }
+    void setSSAOLevel(int v);
+
     // Splits collected items into the opaque and the blended (back to front)
     // lists, fills light lists and flags. Public for the tests.
     void buildLists(const RenderList& meshes, const RenderList& sky, RenderList& opaque, RenderList& blended);
@@ -85,6 +108,7 @@ public:
     float azimuthAngle = 5.497787f;
     bool outerDialHot = false;
     bool innerDialHot = false;
+    DayCycle day;
     float dayCycle[kDayValues] = {};
     bool nightMode = false;
     bool constantLight = false;
@@ -95,6 +119,7 @@ public:
     // The only way one pass hands a picture to the next; an unknown name
     // reads as texture 0.
     std::map<std::string, unsigned int> namedTextures;
+    FrameStats stats;
 
 private:
     Context3d() = default;

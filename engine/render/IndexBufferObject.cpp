@@ -13,9 +13,27 @@ IndexBufferObject::IndexBufferObject(uint32_t count, const void* data, bool wide
 
 IndexBufferObject::~IndexBufferObject()
 {
+    destroy();
+}
+
+IndexBufferObject& IndexBufferObject::operator=(IndexBufferObject&& other) noexcept
+{
+    if (this != &other) {
+        destroy();
+        buffer_ = other.buffer_;
+        other.buffer_ = 0;
+    }
+    return *this;
+}
+
+void IndexBufferObject::destroy()
+{
+    if (buffer_ == 0)
+        return;  // moved from
     glDisableClientState(GL_INDEX_ARRAY);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
     glDeleteBuffers(1, &buffer_);
+    buffer_ = 0;
 }
 
 void IndexBufferObject::update(uint32_t first, uint32_t count, const void* data, bool wide)

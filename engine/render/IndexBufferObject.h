@@ -9,6 +9,8 @@ class IndexBufferObject {
 public:
     IndexBufferObject(uint32_t count, const void* data, bool wide);
     ~IndexBufferObject();
+    IndexBufferObject(IndexBufferObject&& other) noexcept : buffer_(other.buffer_) { other.buffer_ = 0; }
+    IndexBufferObject& operator=(IndexBufferObject&& other) noexcept;
     IndexBufferObject(const IndexBufferObject&) = delete;
     IndexBufferObject& operator=(const IndexBufferObject&) = delete;
 
@@ -16,6 +18,8 @@ public:
     unsigned int name() const { return buffer_; }
 
 private:
+    void destroy();
+
     unsigned int buffer_ = 0;
 };
 

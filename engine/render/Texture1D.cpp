@@ -17,9 +17,35 @@ Texture1D::Texture1D(int width, unsigned int format, unsigned int type, const vo
 
 Texture1D::~Texture1D()
 {
+    destroy();
+}
+
+Texture1D::Texture1D(Texture1D&& other) noexcept
+    : texture_(other.texture_), format_(other.format_), type_(other.type_)
+{
+    other.texture_ = 0;
+}
+
+Texture1D& Texture1D::operator=(Texture1D&& other) noexcept
+{
+    if (this != &other) {
+        destroy();
+        texture_ = other.texture_;
+        format_ = other.format_;
+        type_ = other.type_;
+        other.texture_ = 0;
+    }
+    return *this;
+}
+
+void Texture1D::destroy()
+{
+    if (texture_ == 0)
+        return;  // moved from
     glBindTexture(GL_TEXTURE_1D, 0);
     glDeleteTextures(1, &texture_);
     glDisable(GL_TEXTURE_1D);
+    texture_ = 0;
 }
 
 void Texture1D::update(int x, int width, const void* data)

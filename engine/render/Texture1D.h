@@ -7,6 +7,8 @@ class Texture1D {
 public:
     Texture1D(int width, unsigned int format, unsigned int type, const void* data);
     ~Texture1D();
+    Texture1D(Texture1D&& other) noexcept;
+    Texture1D& operator=(Texture1D&& other) noexcept;
     Texture1D(const Texture1D&) = delete;
     Texture1D& operator=(const Texture1D&) = delete;
 
@@ -14,6 +16,8 @@ public:
     unsigned int name() const { return texture_; }
 
 private:
+    void destroy();
+
     unsigned int texture_ = 0;
     unsigned int format_;
     unsigned int type_;

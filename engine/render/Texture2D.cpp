@@ -7,36 +7,59 @@ namespace Velda {
 
 Texture2D::Texture2D(int width, int height, unsigned int format, unsigned int type, const void* pixels,
                      bool mipmapped)
-    : width_(width), height_(height), format_(format), type_(type), pixels_(pixels), mipmapped_(mipmapped)
+    : width_(width), height_(height), format_(format), type_(type), mipmapped_(mipmapped)
 {
-}
-
-Texture2D::~Texture2D()
-{
-    if (texture_ == 0)
-        return;
-    glBindTexture(GL_TEXTURE_2D, 0);
-    glDeleteTextures(1, &texture_);
-    glDisable(GL_TEXTURE_2D);
-}
-
-void Texture2D::create()
-{
-    if (texture_ != 0)
-        return;
     glGenTextures(1, &texture_);
     glBindTexture(GL_TEXTURE_2D, texture_);
     if (mipmapped_) {
-        gluBuild2DMipmaps(GL_TEXTURE_2D, 4, width_, height_, format_, type_, pixels_);
+        // Rescales a size that is not a power of two.
+        gluBuild2DMipmaps(GL_TEXTURE_2D, 4, width_, height_, format_, type_, pixels);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
     } else {
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width_, height_, 0, format_, type_, pixels_);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width_, height_, 0, format_, type_, pixels);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     }
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_MIRRORED_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_MIRRORED_REPEAT);
+}
+
+Texture2D::~Texture2D()
+{
+    destroy();
+}
+
+Texture2D::Texture2D(Texture2D&& other) noexcept
+    : width_(other.width_), height_(other.height_), texture_(other.texture_), format_(other.format_),
+      type_(other.type_), mipmapped_(other.mipmapped_)
+{
+    other.texture_ = 0;
+}
+
+Texture2D& Texture2D::operator=(Texture2D&& other) noexcept
+{
+    if (this != &other) {
+        destroy();
+        width_ = other.width_;
+        height_ = other.height_;
+        texture_ = other.texture_;
+        format_ = other.format_;
+        type_ = other.type_;
+        mipmapped_ = other.mipmapped_;
+        other.texture_ = 0;
+    }
+    return *this;
+}
+
+void Texture2D::destroy()
+{
+    if (texture_ == 0)
+        return;  // moved from
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glDeleteTextures(1, &texture_);
+    glDisable(GL_TEXTURE_2D);
+    texture_ = 0;
 }
 
 void Texture2D::update(int x, int y, int width, int height, int level, const void* pixels)

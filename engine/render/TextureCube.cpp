@@ -22,9 +22,35 @@ TextureCube::TextureCube(const int widths[6], const int heights[6], const void* 
 
 TextureCube::~TextureCube()
 {
+    destroy();
+}
+
+TextureCube::TextureCube(TextureCube&& other) noexcept
+    : texture_(other.texture_), format_(other.format_), type_(other.type_)
+{
+    other.texture_ = 0;
+}
+
+TextureCube& TextureCube::operator=(TextureCube&& other) noexcept
+{
+    if (this != &other) {
+        destroy();
+        texture_ = other.texture_;
+        format_ = other.format_;
+        type_ = other.type_;
+        other.texture_ = 0;
+    }
+    return *this;
+}
+
+void TextureCube::destroy()
+{
+    if (texture_ == 0)
+        return;  // moved from
     glBindTexture(GL_TEXTURE_CUBE_MAP, 0);
     glDeleteTextures(1, &texture_);
     glDisable(GL_TEXTURE_CUBE_MAP);
+    texture_ = 0;
 }
 
 void TextureCube::update(const int widths[6], const int heights[6], const void* const pixels[6])

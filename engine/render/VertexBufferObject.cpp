@@ -2,6 +2,8 @@
 
 #include <GL/glew.h>
 
+#include <utility>
+
 namespace Velda {
 
 VertexBufferObject::VertexBufferObject(int floatsPerVertex, uint32_t vertexCount, const float* data)
@@ -16,9 +18,32 @@ VertexBufferObject::VertexBufferObject(int floatsPerVertex, uint32_t vertexCount
 
 VertexBufferObject::~VertexBufferObject()
 {
+    destroy();
+}
+
+VertexBufferObject::VertexBufferObject(VertexBufferObject&& other) noexcept
+    : buffer_(std::exchange(other.buffer_, 0u)), floatsPerVertex_(other.floatsPerVertex_)
+{
+}
+
+VertexBufferObject& VertexBufferObject::operator=(VertexBufferObject&& other) noexcept
+{
+    if (this != &other) {
+        destroy();
+        buffer_ = std::exchange(other.buffer_, 0u);
+        floatsPerVertex_ = other.floatsPerVertex_;
+    }
+    return *this;
+}
+
+void VertexBufferObject::destroy()
+{
+    if (buffer_ == 0)
+        return;  // moved from
     glDisableClientState(GL_VERTEX_ARRAY);
     glBindBuffer(GL_ARRAY_BUFFER, 0);
     glDeleteBuffers(1, &buffer_);
+    buffer_ = 0;
 }
 
 void VertexBufferObject::update(uint32_t byteOffset, uint32_t vertexCount, const float* data)

@@ -10,6 +10,8 @@ class VertexBufferObject {
 public:
     VertexBufferObject(int floatsPerVertex, uint32_t vertexCount, const float* data);
     ~VertexBufferObject();
+    VertexBufferObject(VertexBufferObject&& other) noexcept;
+    VertexBufferObject& operator=(VertexBufferObject&& other) noexcept;
     VertexBufferObject(const VertexBufferObject&) = delete;
     VertexBufferObject& operator=(const VertexBufferObject&) = delete;
 
@@ -19,6 +21,8 @@ public:
     int floatsPerVertex() const { return floatsPerVertex_; }
 
 private:
+    void destroy();
+
     unsigned int buffer_ = 0;
     int floatsPerVertex_ = 0;
 };

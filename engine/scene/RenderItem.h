@@ -61,4 +61,6 @@ struct RenderItem {
     std::string variantKey;
 };
 
+using RenderList = std::vector<RenderItem*>;
+
 } // namespace Velda

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sys/stat.h>
 
 using namespace Velda;
@@ -79,4 +80,26 @@ TEST_F(DiskCacheTest, StoresRemoteFilesUnderTheirNames)
     EXPECT_EQ(VeldaTest::fileText(root + "Cache/Cache.config"), project + "index\n");
 
     EXPECT_FALSE(DiskCache::commit(dir.path() + "/missing/", "line\n"));
+}
+
+TEST_F(DiskCacheTest, AFailedFileKeepsItsFolderFromBeingCommitted)
+{
+    Platform::makeDirectories(root + "Cache");
+    DiskCache::store(project + "index", "IDX", 3);
+    EXPECT_TRUE(DiskCache::folderComplete());
+    DiskCache::store(project + "1.mt", "MT", 2);
+    DiskCache::storeFailed("file:///x/SkyResources/img/water.jpg");  // not part of the project
+    EXPECT_TRUE(DiskCache::folderComplete());
+    DiskCache::storeFailed(project + "texs%2Fa.jpg");
+    EXPECT_FALSE(DiskCache::folderComplete());
+    EXPECT_FALSE(exists(root + "Cache/cache_1/texs/a.jpg"));
+    // Only real names in the folder: the temporary files were renamed.
+    EXPECT_EQ(VeldaTest::fileText(root + "Cache/cache_1/1.mt"), "MT");
+    size_t files = 0;
+    for (const auto& e : std::filesystem::recursive_directory_iterator(root + "Cache/cache_1"))
+        files += e.is_regular_file() ? 1 : 0;
+    EXPECT_EQ(files, 2u);
+    // The next project starts whole again.
+    DiskCache::store(project + "index", "IDX", 3);
+    EXPECT_TRUE(DiskCache::folderComplete());
 }

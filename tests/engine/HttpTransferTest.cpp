@@ -40,6 +40,13 @@ protected:
             res.status = 404;
             res.set_content("not here", "text/plain");
         });
+        server.http.Get("/short", [](const httplib::Request&, httplib::Response& res) {
+            // Announces 100 bytes, sends 10 and closes.
+            res.set_content_provider(100, "application/octet-stream", [](size_t, size_t, httplib::DataSink& sink) {
+                sink.write("0123456789", 10);
+                return false;
+            });
+        });
         server.http.Get("/agent", [](const httplib::Request& req, httplib::Response& res) {
             res.set_content(req.get_header_value("User-Agent"), "text/plain");
         });
@@ -137,6 +144,35 @@ TEST_F(HttpTransfer, LocalAddressesAndFiles)
     const std::pair<char*, size_t> replaced = readFile(name);
     EXPECT_STREQ(replaced.first, "shorter");
     delete[] replaced.first;
+}
+
+TEST_F(HttpTransfer, DownloadsTellWholeFilesFromFailedOnes)
+{
+    const auto check = [](const std::string& url, bool whole, const std::string& body) {
+        SCOPED_TRACE(url);
+        const Download d = httpDownload(url);
+        EXPECT_EQ(d.whole, whole);
+        EXPECT_FALSE(d.stopped);
+        EXPECT_EQ(blockText(d.body), body);
+    };
+    check(server.url() + "/binary", true, std::string("ab\0cd", 5));
+    check(server.url() + "/missing", false, "not here");  // the error page still arrives
+    check("http://127.0.0.1:1/x", false, "");
+    ASSERT_TRUE(writeTextFile(dir.file("a.me"), "local"));
+    check("file://" + dir.file("a.me"), true, "local");
+    check("file://" + dir.file("none.me"), false, "");
+    const Download cut = httpDownload(server.url() + "/short");
+    MemoryBlock body = cut.body;
+    MemoryBlockOwner owner(body);
+    EXPECT_FALSE(cut.whole);
+    EXPECT_LT(cut.body.size, 100u);
+
+    // A raised stop flag ends the transfer at its first callback.
+    const std::atomic<bool> stop{true};
+    const Download stopped = httpDownload(server.url() + "/binary", &stop);
+    EXPECT_TRUE(stopped.stopped);
+    EXPECT_FALSE(stopped.whole);
+    std::free(stopped.body.bytes);
 }
 
 TEST(UrlText, EscapeAndNumbers)

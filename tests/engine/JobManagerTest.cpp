@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <mutex>
@@ -122,6 +123,54 @@ TEST(JobManager, WorkerStopsAndComesBack)
     jobs.addJob(&again);
     pump();
     EXPECT_EQ(takeLog(), (std::vector<std::string>{"run again", "finish again"}));
+}
+
+TEST(JobManager, AStopAbandonsTheRunningJobWhichRunsAgainLater)
+{
+    // Its first run waits for the stop and gives up; the second one is done.
+    class Stoppable : public IJob {
+    public:
+        void run() override
+        {
+            ++runs;
+            started = true;
+            abandoned_ = runs == 1;
+            while (abandoned_ && !JobManager::stopRequested())
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        void finish() override { ++finishes; }
+        bool abandoned() const override { return abandoned_; }
+        std::atomic<int> runs{0};
+        int finishes = 0;
+        std::atomic<bool> started{false};
+
+    private:
+        std::atomic<bool> abandoned_{false};
+    };
+
+    JobManager& jobs = JobManager::instance();
+    takeLog();
+    Stoppable stoppable;
+    NoteJob behind("behind");
+    jobs.addJob(&stoppable);
+    jobs.addJob(&behind);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!stoppable.started && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(stoppable.started);
+    jobs.stopWorker();  // returns once the worker has left the job
+    EXPECT_EQ(jobs.pendingJobs(), (std::vector<IJob*>{&stoppable, &behind}));
+    EXPECT_TRUE(jobs.finishedJobs().empty());
+    EXPECT_TRUE(takeLog().empty());
+
+    NoteJob next("next");
+    jobs.addJob(&next);  // a new worker takes the queue up where it stopped
+    pump();
+    EXPECT_EQ(stoppable.runs, 2);
+    EXPECT_EQ(stoppable.finishes, 1);
+    std::vector<std::string> log = takeLog();
+    std::stable_partition(log.begin(), log.end(), [](const std::string& s) { return s.rfind("run ", 0) == 0; });
+    EXPECT_EQ(log, (std::vector<std::string>{"run behind", "run next", "finish behind", "finish next"}));
 }
 
 TEST(LoadJob, CallbacksRunLastAddedFirst)

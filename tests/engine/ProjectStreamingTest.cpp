@@ -337,6 +337,48 @@ TEST(ProjectStreaming, MissingAndCutFilesLeaveTheirBundlesUnready)
     EXPECT_LT(run["progress"].GetDouble(), 1.0);
     EXPECT_GE(run["progress"].GetDouble(), 0.5);  // the two material bundles arrived
     EXPECT_EQ(run["texturesWithNames"].GetInt(), 2);
+    // Neither the error page nor the cut half is kept, and the project is
+    // not committed.
+    EXPECT_FALSE(VeldaTest::exists(appData + "Cache/cache_1/2.me"));
+    EXPECT_FALSE(VeldaTest::exists(appData + "Cache/cache_1/1.me"));
+    EXPECT_TRUE(VeldaTest::exists(appData + "Cache/cache_1/1.mt"));
+    EXPECT_EQ(fileText(appData + "Cache/Cache.config"), "");
+}
+
+TEST(ProjectStreaming, ABrokenProjectIsFetchedAgainAndCommittedOnceWhole)
+{
+    VeldaTest::TempDir dir;
+    writeProject(dir.path() + "/project");
+    ProjectServer server(dir.path() + "/project");
+    server.missing = "texs/水.png";
+    const std::string appData = dir.path() + "/Qem Files/";
+    Platform::makeDirectories(appData);
+    const std::string root = server.root(9);
+
+    const rapidjson::Document broken = runLoader(root, appData);
+    EXPECT_EQ(broken["texturesWithNames"].GetInt(), 1);  // the fallback stands in for the other
+    EXPECT_EQ(fileText(appData + "Cache/Cache.config"), "");
+    EXPECT_EQ(filesBelow(appData + "Cache/cache_1"),
+              (std::set<std::string>{"index", "1.mt", "2.mt", "1.me", "2.me", "texs/brick wall.jpg"}));
+
+    // The texture is back: the next start fetches the project again, shows
+    // every file and commits exactly one line.
+    server.missing.clear();
+    server.resetCounts();
+    const rapidjson::Document whole = runLoader(root, appData);
+    EXPECT_TRUE(whole["ready"].GetBool());
+    EXPECT_EQ(whole["texturesWithNames"].GetInt(), 2);
+    EXPECT_EQ(whole["meshesWithBuffers"].GetInt(), 4);
+    EXPECT_EQ(server.requests().count("index"), 1u);
+    EXPECT_EQ(server.requests().count("texs/水.png"), 1u);
+    EXPECT_EQ(fileText(appData + "Cache/Cache.config"), root + "index\n");
+    EXPECT_EQ(filesBelow(appData + "Cache/cache_1"),
+              (std::set<std::string>{"index", "1.mt", "2.mt", "1.me", "2.me", "texs/brick wall.jpg", "texs/水.png"}));
+
+    server.resetCounts();
+    const rapidjson::Document cached = runLoader(root, appData);
+    EXPECT_EQ(cached["texturesWithNames"].GetInt(), 2);
+    EXPECT_TRUE(server.requests().empty());
 }
 
 int main(int argc, char** argv)

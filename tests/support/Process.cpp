@@ -35,13 +35,15 @@ struct Pipe {
 };
 } // namespace
 
-ProcessResult runProcess(const std::vector<std::string>& args)
+ProcessResult runProcess(const std::vector<std::string>& args, const std::string& input)
 {
-    Pipe out, err;
+    Pipe out, err, in;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out.fd[1], 1);
     posix_spawn_file_actions_adddup2(&actions, err.fd[1], 2);
+    if (!input.empty())
+        posix_spawn_file_actions_adddup2(&actions, in.fd[0], 0);
     std::vector<char*> argv;
     for (const std::string& a : args)
         argv.push_back(const_cast<char*>(a.c_str()));
@@ -53,6 +55,10 @@ ProcessResult runProcess(const std::vector<std::string>& args)
         throw std::runtime_error("cannot start " + args[0]);
     out.closeEnd(1);
     err.closeEnd(1);
+    in.closeEnd(0);
+    if (!input.empty() && write(in.fd[1], input.data(), input.size()) != static_cast<ssize_t>(input.size()))
+        throw std::runtime_error("cannot give input to " + args[0]);
+    in.closeEnd(1);
 
     ProcessResult result;
     pollfd fds[2] = {{out.fd[0], POLLIN, 0}, {err.fd[0], POLLIN, 0}};
@@ -86,7 +92,7 @@ ProcessResult runProcess(const std::vector<std::string>& args)
     return result;
 }
 
-BackgroundProcess::BackgroundProcess(const std::vector<std::string>& args)
+BackgroundProcess::BackgroundProcess(const std::vector<std::string>& args, const std::string& errPath)
 {
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0)
@@ -94,6 +100,8 @@ BackgroundProcess::BackgroundProcess(const std::vector<std::string>& args)
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+    if (!errPath.empty())
+        posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     std::vector<char*> argv;
     for (const std::string& a : args)
         argv.push_back(const_cast<char*>(a.c_str()));

@@ -14,15 +14,17 @@ struct ProcessResult {
 };
 
 // Runs a program to its end with the given arguments (args[0] is the
-// program's path) and collects both output streams.
-ProcessResult runProcess(const std::vector<std::string>& args);
+// program's path) and collects both output streams. `input` is its standard
+// input (a small text; empty: the test's own).
+ProcessResult runProcess(const std::vector<std::string>& args, const std::string& input = std::string());
 
 // A program running beside the test (a server, a listener). Its standard
-// output is read line by line; standard error goes to the test's. Killed
-// (SIGKILL) and reaped when the object goes, unless it ended before.
+// output is read line by line; standard error goes to the test's, or to the
+// file `errPath`. Killed (SIGKILL) and reaped when the object goes, unless
+// it ended before.
 class BackgroundProcess {
 public:
-    explicit BackgroundProcess(const std::vector<std::string>& args);
+    explicit BackgroundProcess(const std::vector<std::string>& args, const std::string& errPath = std::string());
     ~BackgroundProcess();
     BackgroundProcess(const BackgroundProcess&) = delete;
     BackgroundProcess& operator=(const BackgroundProcess&) = delete;

@@ -13,7 +13,8 @@
 
 namespace VeldaTest {
 
-ServiceHarness::ServiceHarness(const std::vector<std::string>& serveOptions) : serveOptions_(serveOptions)
+ServiceHarness::ServiceHarness(const std::vector<std::string>& serveOptions, const std::string& logPath)
+    : serveOptions_(serveOptions), logPath_(logPath)
 {
     data_ = dir_.path() + "/data";
     project_ = dir_.path() + "/project";
@@ -40,11 +41,12 @@ ServiceHarness::ServiceHarness(const std::vector<std::string>& serveOptions) : s
 
 ServiceHarness::~ServiceHarness() = default;
 
-int ServiceHarness::admin(const std::string& command, const std::vector<std::string>& args, std::string* err)
+int ServiceHarness::admin(const std::string& command, const std::vector<std::string>& args, std::string* err,
+                          const std::string& input)
 {
     std::vector<std::string> all = {VELDA_SERVICE_PATH, command, "--data", data_};
     all.insert(all.end(), args.begin(), args.end());
-    const ProcessResult r = runProcess(all);
+    const ProcessResult r = runProcess(all, input);
     if (err)
         *err = r.err;
     return r.exited ? r.exitCode : -1;
@@ -53,9 +55,11 @@ int ServiceHarness::admin(const std::string& command, const std::vector<std::str
 std::string ServiceHarness::start()
 {
     server_.reset();
-    std::vector<std::string> args = {VELDA_SERVICE_PATH, "serve", "--data", data_, "--port", "0", "--quiet"};
+    std::vector<std::string> args = {VELDA_SERVICE_PATH, "serve", "--data", data_, "--port", "0"};
+    if (logPath_.empty())
+        args.push_back("--quiet");
     args.insert(args.end(), serveOptions_.begin(), serveOptions_.end());
-    server_.reset(new BackgroundProcess(args));
+    server_.reset(new BackgroundProcess(args, logPath_));
     std::string line;
     if (!server_->readLine(line) || line.compare(0, 13, "listening on ") != 0)
         throw std::runtime_error("velda-service did not start: " + line);

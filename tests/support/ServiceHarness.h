@@ -14,11 +14,14 @@ namespace VeldaTest {
 // small packed project folder.
 class ServiceHarness {
 public:
-    explicit ServiceHarness(const std::vector<std::string>& serveOptions = {});
+    // With a `logPath`, the service logs each request into that file;
+    // otherwise it runs quiet.
+    explicit ServiceHarness(const std::vector<std::string>& serveOptions = {}, const std::string& logPath = {});
     ~ServiceHarness();
 
     // Runs "velda-service <command> --data <folder> <args>"; the exit code.
-    int admin(const std::string& command, const std::vector<std::string>& args, std::string* err = nullptr);
+    int admin(const std::string& command, const std::vector<std::string>& args, std::string* err = nullptr,
+              const std::string& input = {});
     // Starts serving (again); the base URL.
     std::string start();
     void kill(int signal);
@@ -40,6 +43,7 @@ private:
     std::string data_;
     std::string project_;
     std::vector<std::string> serveOptions_;
+    std::string logPath_;
     std::unique_ptr<BackgroundProcess> server_;
     std::string url_;
 };

@@ -11,6 +11,8 @@
 #include "ProjectWriter.h"
 #include "Process.h"
 #include "TempDir.h"
+#include "TestImages.h"
+#include "TextureStore.h"
 
 #include <assimp/Importer.hpp>
 #include <assimp/postprocess.h>
@@ -186,9 +188,65 @@ TEST(Pack, ModelsRoundTripThroughTheEnginesReaders)
         EXPECT_NE(r.out.find("objects "), std::string::npos);
         expectRoundTrip(kModels + model, out);
     }
-    // The truck's texture and the duck's survive as JPGs under texs/.
-    EXPECT_TRUE(fs::exists(dir.file("CesiumMilkTruck.gltf/texs/CesiumMilkTruck.jpg")));
+    // The truck's PNG meets the viewer's rules and is copied as it is; the
+    // duck's texture is converted to a JPG.
+    EXPECT_TRUE(fs::exists(dir.file("CesiumMilkTruck.gltf/texs/CesiumMilkTruck.png")));
     EXPECT_TRUE(fs::exists(dir.file("duck.dae/texs/duckCM.jpg")));
+}
+
+TEST(Pack, TexturesThatMeetTheRulesAreCopiedOthersConverted)
+{
+    using VeldaTest::ImageKind;
+    using VeldaTest::encodeImage;
+    VeldaTest::TempDir dir;
+    fs::create_directories(dir.file("texs"));
+    const auto source = [&](const std::string& file, const std::vector<unsigned char>& bytes) {
+        EXPECT_TRUE(Velda::writeFile(dir.file(file), bytes.data(), bytes.size()));
+        VeldaPack::PackTexture t;
+        t.name = file;
+        t.path = dir.file(file);
+        return t;
+    };
+    std::vector<VeldaPack::PackTexture> textures = {
+        source("a.png", encodeImage(ImageKind::Png, 64, 32, 24)),   // copied
+        source("b.png", encodeImage(ImageKind::Png, 16, 16, 32)),   // copied, with alpha
+        source("c.jpg", encodeImage(ImageKind::Jpg, 64, 32, 24)),   // copied
+        source("d.png", encodeImage(ImageKind::Png, 30, 20, 24)),   // rows of 90 bytes: converted
+        source("e.jpg", encodeImage(ImageKind::Jpg, 64, 32, 8)),    // greyscale: converted
+        source("a.tga", encodeImage(ImageKind::Tga, 8, 8, 24)),     // another format, same stem
+    };
+    VeldaPack::PackTexture embedded;  // encoded bytes in the model itself
+    embedded.name = "embedded 1";
+    embedded.bytes = encodeImage(ImageKind::Jpg, 32, 8, 24);
+    textures.push_back(embedded);
+
+    VeldaPack::TextureStore store(dir.file("texs"));
+    std::vector<std::pair<int, const VeldaPack::PackTexture*>> list;
+    for (size_t i = 0; i < textures.size(); ++i)
+        list.emplace_back(static_cast<int>(i), &textures[i]);
+    list.emplace_back(0, &textures[0]);  // asked twice, written once
+    store.storeAll(list);
+    EXPECT_EQ(store.written(), textures.size());
+    EXPECT_EQ(store.failed(), 0u);
+    EXPECT_EQ(store.copied(), 4u);
+
+    const std::string names[] = {"texs/a.png", "texs/b.png", "texs/c.jpg", "texs/d.jpg", "texs/e.jpg", "texs/a_2.jpg",
+                                 "texs/embedded 1.jpg"};
+    for (size_t i = 0; i < textures.size(); ++i)
+        EXPECT_EQ(store.store(static_cast<int>(i), textures[i]).name, names[i]);
+    EXPECT_TRUE(store.store(1, textures[1]).alpha);
+    EXPECT_FALSE(store.store(0, textures[0]).alpha);
+    EXPECT_EQ(bytesOf(dir.file("a.png")), bytesOf(dir.file("texs/a.png")));  // byte for byte
+    EXPECT_EQ(bytesOf(dir.file("c.jpg")), bytesOf(dir.file("texs/c.jpg")));
+    EXPECT_EQ(embedded.bytes, bytesOf(dir.file("texs/embedded 1.jpg")));
+    // The converted ones read as the viewer needs them.
+    for (const char* converted : {"texs/d.jpg", "texs/e.jpg"}) {
+        FIBITMAP* b = FreeImage_Load(FIF_JPEG, dir.file(converted).c_str(), 0);
+        ASSERT_NE(b, nullptr) << converted;
+        EXPECT_EQ(FreeImage_GetBPP(b), 24u);
+        EXPECT_EQ(FreeImage_GetPitch(b), FreeImage_GetWidth(b) * 3);
+        FreeImage_Unload(b);
+    }
 }
 
 TEST(Pack, TheHouseStandsAlongZ)

@@ -117,3 +117,22 @@ TEST_F(QemClient, ListensForTheViewersMessages)
     ASSERT_TRUE(listener.readLine(line));
     EXPECT_EQ(listener.wait(), 0);
 }
+
+TEST_F(QemClient, AFreshHomeAndABadCommandLine)
+{
+    // No application data folder yet, and no session path of its own.
+    VeldaTest::ScopedEnv noSession("QEM_SESSION", "");
+    VeldaTest::ScopedEnv appData("APPDATA", dir.file("new user/AppData"));
+    const VeldaTest::ProcessResult login =
+        client({"login", "--project", "7", "--user", "1001", "--name", "n", "--sign", "s"});
+    EXPECT_EQ(login.exitCode, 0) << login.err;
+    EXPECT_TRUE(VeldaTest::exists(dir.file("new user/AppData/Qem Files/session.json")));
+    EXPECT_EQ(client({"status"}).exitCode, 0);
+
+    for (const std::vector<std::string>& bad :
+         {std::vector<std::string>{}, {"login", "--project"}, {"status", "extra"}, {"frobnicate"}}) {
+        const VeldaTest::ProcessResult r = client(bad);
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_NE(r.err.find("usage: qem-client"), std::string::npos);
+    }
+}

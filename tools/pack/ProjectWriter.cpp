@@ -237,6 +237,13 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
         }
 
         TextureStore textures(temporary + "/texs");
+        std::vector<std::pair<int, const PackTexture*>> used;
+        for (uint32_t m : materialOrder) {
+            const int t = scene.materials[m].texture;
+            if (t >= 0 && t < static_cast<int>(scene.textures.size()))
+                used.emplace_back(t, &scene.textures[static_cast<size_t>(t)]);
+        }
+        textures.storeAll(used);  // on all cores; the loop below finds them done
         BundleSink materialSink(temporary, ".mt", options.bundleBytes);
         for (uint32_t m : materialOrder) {
             const PackMaterial& material = scene.materials[m];

@@ -1,9 +1,14 @@
 #include "TextureStore.h"
 
+#include "jobs/FileHelpers.h"
+
 #include <FreeImage.h>
 
 #include <algorithm>
+#include <atomic>
+#include <filesystem>
 #include <memory>
+#include <thread>
 
 namespace VeldaPack {
 
@@ -90,6 +95,61 @@ Bitmap prepared(const PackTexture& texture, bool& alpha)
     return bitmap;
 }
 
+// An encoded source as the viewer would read it: its format and, from the
+// header alone, its size and depth.
+struct SourceHeader {
+    FREE_IMAGE_FORMAT format = FIF_UNKNOWN;
+    unsigned width = 0, height = 0, bpp = 0;
+    bool transparent = false;
+};
+
+SourceHeader readHeader(const PackTexture& t)
+{
+    SourceHeader h;
+    Bitmap header;
+    if (!t.bgra.empty()) {
+        return h;  // drawn pixels: nothing to copy
+    } else if (!t.bytes.empty()) {
+        FIMEMORY* memory = FreeImage_OpenMemory(const_cast<BYTE*>(t.bytes.data()), static_cast<DWORD>(t.bytes.size()));
+        h.format = FreeImage_GetFileTypeFromMemory(memory, 0);
+        if (h.format == FIF_JPEG || h.format == FIF_PNG)
+            header.reset(FreeImage_LoadFromMemory(h.format, memory, FIF_LOAD_NOPIXELS));
+        FreeImage_CloseMemory(memory);
+    } else if (!t.path.empty()) {
+        h.format = FreeImage_GetFileType(t.path.c_str(), 0);
+        if (h.format == FIF_JPEG || h.format == FIF_PNG)
+            header.reset(FreeImage_Load(h.format, t.path.c_str(), FIF_LOAD_NOPIXELS));
+    }
+    if (header && FreeImage_GetImageType(header.get()) == FIT_BITMAP) {
+        h.width = FreeImage_GetWidth(header.get());
+        h.height = FreeImage_GetHeight(header.get());
+        h.bpp = FreeImage_GetBPP(header.get());
+        h.transparent = FreeImage_IsTransparent(header.get());
+    }
+    return h;
+}
+
+// Whether the viewer reads the source as it is: rows without padding
+// (the upload gives no row length), a depth it uploads, a side it allows.
+bool meetsTheRules(const SourceHeader& h)
+{
+    if ((h.format != FIF_JPEG && h.format != FIF_PNG) || h.width == 0 || h.height == 0 ||
+        h.width > TextureStore::kMaxSide || h.height > TextureStore::kMaxSide)
+        return false;
+    if (h.bpp == 32)
+        return h.format == FIF_PNG;
+    // A 24-bit PNG with a transparent colour would lose it in the viewer.
+    return h.bpp == 24 && !h.transparent && (h.width * 3) % 4 == 0;
+}
+
+bool copySource(const PackTexture& t, const std::string& path)
+{
+    if (!t.bytes.empty())
+        return Velda::writeFile(path, t.bytes.data(), t.bytes.size());
+    std::error_code ec;
+    return std::filesystem::copy_file(t.path, path, ec) && !ec;
+}
+
 } // namespace
 
 TextureStore::TextureStore(const std::string& texsFolder) : folder_(texsFolder)
@@ -119,31 +179,74 @@ std::string TextureStore::safeStem(const std::string& name)
     return stem;
 }
 
+std::string TextureStore::reserveStem(const PackTexture& texture)
+{
+    const std::string base = safeStem(texture.name);
+    std::string stem = base;
+    for (int n = 2; used_.count(stem); ++n)
+        stem = base + "_" + std::to_string(n);
+    used_.insert(stem);
+    return stem;
+}
+
+void TextureStore::storeAll(const std::vector<std::pair<int, const PackTexture*>>& textures)
+{
+    struct Work {
+        int index;
+        const PackTexture* texture;
+        std::string stem;
+        StoredTexture result;
+    };
+    std::vector<Work> work;
+    for (const auto& t : textures)
+        if (!done_.count(t.first) && std::none_of(work.begin(), work.end(), [&](const Work& w) { return w.index == t.first; }))
+            work.push_back({t.first, t.second, reserveStem(*t.second), StoredTexture()});
+
+    std::atomic<size_t> next{0}, copies{0};
+    auto worker = [&] {
+        for (size_t i = next++; i < work.size(); i = next++) {
+            Work& w = work[i];
+            const SourceHeader header = readHeader(*w.texture);
+            if (meetsTheRules(header)) {
+                const std::string file = w.stem + (header.format == FIF_PNG ? ".png" : ".jpg");
+                if (copySource(*w.texture, folder_ + "/" + file)) {
+                    w.result.name = "texs/" + file;
+                    w.result.alpha = header.bpp == 32;
+                    ++copies;
+                }
+                continue;
+            }
+            bool alpha = false;
+            Bitmap bitmap = prepared(*w.texture, alpha);
+            const std::string file = w.stem + (alpha ? ".png" : ".jpg");
+            const std::string path = folder_ + "/" + file;
+            if (bitmap && (alpha ? FreeImage_Save(FIF_PNG, bitmap.get(), path.c_str(), PNG_DEFAULT)
+                                 : FreeImage_Save(FIF_JPEG, bitmap.get(), path.c_str(), 90))) {
+                w.result.name = "texs/" + file;
+                w.result.alpha = alpha;
+            }
+        }
+    };
+    const size_t threads = std::min<size_t>(work.size(), std::max(1u, std::thread::hardware_concurrency()));
+    std::vector<std::thread> pool;
+    for (size_t i = 1; i < threads; ++i)
+        pool.emplace_back(worker);
+    worker();
+    for (std::thread& t : pool)
+        t.join();
+
+    for (const Work& w : work) {
+        done_[w.index] = w.result;
+        ++(w.result.name.empty() ? failed_ : written_);
+    }
+    copied_ += copies;
+}
+
 StoredTexture TextureStore::store(int index, const PackTexture& texture)
 {
-    const auto known = done_.find(index);
-    if (known != done_.end())
-        return known->second;
-    StoredTexture& result = done_[index];
-    bool alpha = false;
-    Bitmap bitmap = prepared(texture, alpha);
-    const std::string stem = safeStem(texture.name);
-    const std::string extension = alpha ? ".png" : ".jpg";
-    std::string file = stem + extension;
-    for (int n = 2; used_.count(file); ++n)
-        file = stem + "_" + std::to_string(n) + extension;
-    const std::string path = folder_ + "/" + file;
-    const bool saved = bitmap && (alpha ? FreeImage_Save(FIF_PNG, bitmap.get(), path.c_str(), PNG_DEFAULT)
-                                        : FreeImage_Save(FIF_JPEG, bitmap.get(), path.c_str(), 90));
-    if (!saved) {
-        ++failed_;
-        return result;
-    }
-    used_.insert(file);
-    ++written_;
-    result.name = "texs/" + file;
-    result.alpha = alpha;
-    return result;
+    if (!done_.count(index))
+        storeAll({{index, &texture}});
+    return done_[index];
 }
 
 } // namespace VeldaPack

@@ -13,7 +13,9 @@
 #include <iostream>
 #include <map>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -34,6 +36,12 @@ int fail(const std::string& why)
 {
     std::cerr << "qem-client: " << why << "\n";
     return 1;
+}
+
+int usage(const std::string& why)
+{
+    std::cerr << "qem-client: " << why << "\n" << kUsage;
+    return 2;
 }
 
 bool parseOptions(int argc, char** argv, std::map<std::string, std::string>& options, std::string& why)
@@ -63,13 +71,20 @@ bool number(const std::map<std::string, std::string>& options, const char* key, 
     return true;
 }
 
+// 128 bits from the system's cryptographic source, in hex.
 std::string randomSign()
 {
-    std::random_device device;
-    std::mt19937_64 random(device());
+    unsigned char bytes[16];
+    size_t got = 0;
+    while (got < sizeof bytes) {
+        const ssize_t n = getrandom(bytes + got, sizeof bytes - got, 0);
+        if (n < 0 && errno != EINTR)
+            throw std::runtime_error("no random bytes from the system");
+        got += n > 0 ? static_cast<size_t>(n) : 0;
+    }
     char text[33];
-    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(random()),
-                  static_cast<unsigned long long>(random()));
+    for (size_t i = 0; i < sizeof bytes; ++i)
+        std::snprintf(text + 2 * i, 3, "%02x", bytes[i]);
     return text;
 }
 
@@ -123,15 +138,17 @@ int listen(const QemGate::Session& s, int count)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2 || std::string(argv[1]) == "--help" || std::string(argv[1]) == "-h") {
+    if (argc < 2)
+        return usage("no command");
+    if (std::string(argv[1]) == "--help" || std::string(argv[1]) == "-h") {
         std::cout << kUsage;
-        return argc < 2 ? 2 : 0;
+        return 0;
     }
     const std::string command = argv[1];
     std::map<std::string, std::string> options;
     std::string why;
     if (!parseOptions(argc, argv, options, why))
-        return fail(why);
+        return usage(why);
     const std::string path = QemGate::sessionPath();
     QemGate::Session s;
     const bool have = QemGate::readSession(path, s);
@@ -171,8 +188,7 @@ int main(int argc, char** argv)
         number(options, "count", count);
         return listen(s, count);
     } else {
-        std::cerr << kUsage;
-        return 2;
+        return usage("unknown command " + command);
     }
     if (!QemGate::writeSession(path, s))
         return fail("cannot write " + path + ": " + std::strerror(errno));

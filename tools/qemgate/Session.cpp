@@ -75,6 +75,10 @@ bool writeSession(const std::string& path, const Session& session)
     w.Int(session.msgHandle);
     w.EndObject();
 
+    // A fresh home has no application data folder yet.
+    const size_t slash = path.find_last_of('/');
+    if (slash != std::string::npos && slash > 0)
+        Velda::Platform::makeDirectories(path.substr(0, slash));
     return Velda::writeFileAtomically(path, buffer.GetString(), buffer.GetSize());
 }
 

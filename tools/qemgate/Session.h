@@ -24,7 +24,8 @@ std::string sessionPath();
 // False when the file is missing or is not a session.
 bool readSession(const std::string& path, Session& session);
 
-// Atomic: readers see the old file or the new one, never a mix.
+// Atomic: readers see the old file or the new one, never a mix. The
+// folder is made with its parents when it does not exist yet.
 bool writeSession(const std::string& path, const Session& session);
 
 } // namespace QemGate

@@ -1,29 +1,326 @@
-// Stand-in until the renderer lands: checks the project and clears to the
-// sky colour.
 #include "ProjectRenderer.h"
+#include "ProjectSession.h"
 
 #include "OffscreenTarget.h"
 
+#include "Common/ProjectLoader.h"
+#include "assets/AssetManager.h"
+#include "assets/AssetMaterial.h"
+#include "assets/DiskCache.h"
+#include "formats/Geometry.h"
+#include "jobs/JobManager.h"
+#include "platform/Platform.h"
+#include "render/Context3d.h"
+#include "scene/Camera.h"
+#include "scene/MiniMapFraming.h"
+#include "scene/SceneRoot.h"
+#include "scene/SpotLight.h"
+#include "scene/StaticMesh.h"
+#include "scene/SunDial.h"
+#include "scene/ViewerDefaults.h"
+
 #include <GL/glew.h>
 
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <set>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <thread>
 
 namespace VeldaRender {
 
-std::vector<unsigned char> renderProject(const RenderOptions& options, RenderReport&)
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Velda::AABB3;
+using Velda::Vector3;
+
+const float kStartTimeAngle = 2.356194f;
+const float kStartAzimuth = 5.497787f;
+// Long enough for a large project over a slow link; a stalled transfer
+// ends the wait sooner, when the job queues run empty.
+const double kLoadLimitSeconds = 1800.0;
+
+double msSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+bool isFolder(const std::string& path)
 {
     struct stat info {};
-    const bool address = options.project.find("://") != std::string::npos;
-    if (!address && (stat(options.project.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)))
-        throw std::runtime_error("no project folder " + options.project);
-    if (!address && stat((options.project + "/index").c_str(), &info) != 0)
-        throw std::runtime_error(options.project + " has no index");
-    OffscreenTarget target(options.width, options.height);
-    target.bind();
-    glClearColor(138 / 255.0f, 173 / 255.0f, 208 / 255.0f, 1.0f);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    return target.readRgba();
+    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
+
+bool isFile(const std::string& path)
+{
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+// A folder becomes a file:// root with its separator; an address is taken
+// as it is.
+std::string rootAddress(const std::string& project)
+{
+    if (project.find("://") != std::string::npos)
+        return project;
+    if (!isFolder(project))
+        throw std::runtime_error("no project folder " + project);
+    char resolved[PATH_MAX];
+    if (!realpath(project.c_str(), resolved))
+        throw std::runtime_error("cannot resolve " + project);
+    const std::string folder(resolved);
+    if (!isFile(folder + "/index"))
+        throw std::runtime_error(project + " has no index");
+    return Velda::DiskCache::localAddress(folder + "/");
+}
+
+// The failure of an index, with the reason the parser nested in it.
+std::string describe(const std::exception& e)
+{
+    std::string text = e.what();
+    try {
+        std::rethrow_if_nested(e);
+    } catch (const std::exception& inner) {
+        text += " (" + describe(inner) + ")";
+    } catch (...) {
+    }
+    return text;
+}
+
+// The scene's bounds, or, for a scene whose objects are all flat, the box
+// of everything placed.
+AABB3 sceneBox(Velda::SceneRoot& scene)
+{
+    AABB3 box = scene.bounds();
+    if (box.getMin() != box.getMax())
+        return box;
+    AABB3 all;
+    all.resetEmpty();
+    for (Velda::StaticMesh* mesh : scene.getStaticMeshes())
+        all.extend(mesh->getBox());
+    if (all.getMin().x <= all.getMax().x)
+        return all;
+    return AABB3(Vector3(-5, -5, -5), Vector3(5, 5, 5));
+}
+
+// From above one corner, towards the box's centre, just far enough that
+// every corner of the box is in the picture.
+void placeOverview(Velda::Camera& camera, const AABB3& box, float aspect, bool ortho)
+{
+    const Vector3 min = box.getMin();
+    const Vector3 max = box.getMax();
+    const Vector3 centre = (min + max) * 0.5f;
+    const Vector3 dir = Vector3(1.0f, -1.0f, 0.5f).normalized();
+    const Vector3 up(0.0f, 0.0f, 1.0f);
+    const Vector3 right = up.cross(dir).normalized();
+    const Vector3 upward = dir.cross(right).normalized();
+    const float tanV = std::tan(camera.getFov() * 0.5f);
+    const float tanH = tanV * aspect;
+    float distance = 0.0f;
+    float halfW = 0.0f;
+    float halfH = 0.0f;
+    float depth = 0.0f;
+    for (int corner = 0; corner < 8; ++corner) {
+        const Vector3 p((corner & 1) ? max.x : min.x, (corner & 2) ? max.y : min.y, (corner & 4) ? max.z : min.z);
+        const Vector3 q = p - centre;
+        const float x = std::fabs(q.dot(right));
+        const float y = std::fabs(q.dot(upward));
+        const float z = q.dot(dir);
+        distance = std::max(distance, std::max(z + x / tanH, z + y / tanV));
+        halfW = std::max(halfW, x);
+        halfH = std::max(halfH, y);
+        depth = std::max(depth, std::fabs(z));
+    }
+    distance *= 1.05f;
+    const Vector3 eye = centre + dir * distance;
+    camera.setPosition(eye);
+    camera.lookAt(centre, up);
+    camera.setPosition(eye);
+    camera.setFar(std::max(camera.getFar(), distance + 2.0f * depth));
+    if (ortho) {
+        const float h = std::max(halfH, halfW / aspect) * 1.05f;
+        camera.setOrthoBounds(-h * aspect, h * aspect, -h, h);
+    }
+}
+
+void placeCamera(Velda::Camera& camera, const RenderOptions& options, Velda::SceneRoot& scene)
+{
+    const float aspect = static_cast<float>(options.width) / static_cast<float>(options.height);
+    switch (options.camera) {
+    case RenderOptions::CameraMode::Overview:
+        placeOverview(camera, sceneBox(scene), aspect, options.ortho);
+        break;
+    case RenderOptions::CameraMode::Start: {
+        Velda::MiniMapFraming framing;
+        Vector3 pivot;
+        framing.update(scene.bounds(), camera, pivot);
+        break;
+    }
+    case RenderOptions::CameraMode::Explicit: {
+        const Vector3 eye(options.eye[0], options.eye[1], options.eye[2]);
+        camera.setPosition(eye);
+        camera.lookAt(Vector3(options.target[0], options.target[1], options.target[2]), Vector3(0, 0, 1));
+        camera.setPosition(eye);
+        break;
+    }
+    }
+}
+
+uint64_t textureCount(Velda::SceneRoot& scene)
+{
+    std::set<const Velda::Asset*> textures;
+    for (Velda::StaticMesh* mesh : scene.getStaticMeshes())
+        for (const auto& surface : mesh->surfaces().surfaces())
+            if (surface->materialAsset)
+                for (const auto& entry : surface->materialAsset->textures())
+                    textures.insert(entry.second);
+    return textures.size();
+}
+
+} // namespace
+
+ProjectSession::ProjectSession()
+{
+    context = Velda::Context3d::instance();
+    assets = std::make_unique<Velda::AssetManager>(context);
+    context->initialize();
+    glHint(GL_LINE_SMOOTH_HINT, GL_NICEST);
+    glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
+    glHint(GL_FRAGMENT_SHADER_DERIVATIVE_HINT, GL_NICEST);
+    scene = std::make_unique<Velda::SceneRoot>();
+    camera = Velda::createViewerCamera(*scene);
+    sun = Velda::createViewerSun(*scene);
+    loader = std::make_unique<VeldaClient::ProjectLoader>(scene.get(), camera, assets.get());
+}
+
+ProjectSession::~ProjectSession()
+{
+    Velda::Context3d::destroyInstance();
+    loader.reset();
+    scene.reset();
+    assets.reset();
+}
+
+void ProjectSession::load(const RenderOptions& options, RenderReport& report)
+{
+    const Clock::time_point start = Clock::now();
+    std::string rootPath = rootAddress(options.project);
+    const std::string programFolder = Velda::Platform::programFolder();
+    if (!isFile(programFolder + "/SkyResources/index"))
+        throw std::runtime_error("no SkyResources beside the program in " + programFolder);
+    std::string cacheBase = options.cacheDir.empty() ? Velda::Platform::appDataFolder() : options.cacheDir;
+    if (cacheBase.back() != '/')
+        cacheBase += '/';
+    if (!Velda::Platform::makeDirectories(cacheBase))
+        throw std::runtime_error("cannot make the cache folder " + cacheBase);
+    std::string projectRoot;
+    loader->start(programFolder, cacheBase, rootPath, projectRoot);
+    pump(report, start);
+    report.msToReady = msSince(start);
+    report.objects = scene->getStaticMeshes().size();
+    report.bundles = loader->bundleCount();
+    report.textures = textureCount(*scene);
+}
+
+// Hands over finished jobs as fast as they come, until the scene is ready
+// or nothing more can arrive.
+void ProjectSession::pump(RenderReport& report, std::chrono::steady_clock::time_point start)
+{
+    ProjectSession& session = *this;
+    Velda::JobManager& jobs = Velda::JobManager::instance();
+    bool indexSeen = false;
+    while (msSince(start) < kLoadLimitSeconds * 1000.0) {
+        const bool handed = !jobs.finishedJobs().empty();
+        try {
+            jobs.finishOne();
+        } catch (const std::exception& e) {
+            throw std::runtime_error("cannot read an index: " + describe(e));
+        }
+        if (!indexSeen && session.loader->indexParsed()) {
+            indexSeen = true;
+            report.msToIndex = msSince(start);
+        }
+        if (indexSeen && session.assets->isReady())
+            return;
+        if (jobs.idle())
+            break;  // a file that failed stays missing: draw what is there
+        if (!handed)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (!indexSeen)
+        throw std::runtime_error("the project index did not arrive");
+}
+
+void ProjectSession::apply(const RenderOptions& options)
+{
+    ProjectSession& session = *this;
+    Velda::Context3d& ctx = *session.context;
+    ctx.viewportWidth = options.width;
+    ctx.viewportHeight = options.height;
+    ctx.whiteModel = options.white;
+    ctx.variantsDirty = true;
+    ctx.setBloomCoefficient(options.bloom);
+    ctx.setShadowQuality(options.shadowQuality, session.sun);
+    ctx.setShadowShade(options.shadowShade);
+    ctx.setSSAOLevel(options.ssao);
+    // Where the viewer's dial sits in its overlay: 20 and 16 pixels from
+    // the lower right corner at any window size.
+    ctx.dialMarginX = 20.0f;
+    ctx.dialMarginY = 16.0f;
+
+    Velda::Camera& camera = *session.camera;
+    camera.setViewport(0.0f, 0.0f, static_cast<float>(options.width), static_cast<float>(options.height));
+    camera.setProjectionType(options.ortho ? Velda::Camera::kOrthographic : Velda::Camera::kPerspective);
+    placeCamera(camera, options, *session.scene);
+
+    // The sun turns as the viewer's dial turns it, from its two angles.
+    ctx.timeAngle = options.hasTimeAngle ? options.timeAngle : kStartTimeAngle;
+    ctx.azimuthAngle = options.hasAzimuth ? options.azimuth : kStartAzimuth;
+    dial.turnByAzimuth(ctx.azimuthAngle, session.scene->bounds(), *session.sun);
+    dial.turnByTime(ctx.timeAngle, session.scene->bounds(), *session.sun);
+}
+
+void ProjectSession::turnSun(float timeAngle)
+{
+    context->timeAngle = timeAngle;
+    dial.turnByTime(timeAngle, scene->bounds(), *sun);
+}
+
+double ProjectSession::frame(unsigned int frameBuffer, bool dial)
+{
+    const Clock::time_point start = Clock::now();
+    context->begin(camera, -1, static_cast<int>(frameBuffer));
+    context->render(scene.get(), true, true, true, dial);
+    context->end();
+    glFinish();
+    return msSince(start);
+}
+
+std::vector<unsigned char> renderProject(const RenderOptions& options, RenderReport& report)
+{
+    ProjectSession session;
+    session.load(options, report);
+    session.apply(options);
+    OffscreenTarget target(options.width, options.height);
+    const int frames = std::max(1, options.frames);
+    for (int i = 0; i < frames; ++i)
+        report.msFrame = session.frame(target.frameBuffer(), options.dial);
+    std::vector<unsigned char> picture = target.readRgba();
+
+    const Velda::FrameStats& stats = session.context->stats;
+    report.triangles = Velda::Geometry::triangleTotal();
+    report.shadowDraws = stats.shadowDraws;
+    for (int i = 0; i < Velda::Context3d::kPassCount; ++i)
+        report.passMs[ProjectSession::kPassNames[i]] = stats.passMs[i];
+    return picture;
+}
+
+const char* const ProjectSession::kPassNames[Velda::Context3d::kPassCount] = {"shadow", "lighting", "post", "overlay"};
 
 } // namespace VeldaRender

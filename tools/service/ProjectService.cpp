@@ -1,78 +1,31 @@
 #include "ProjectService.h"
 
+#include "FolderGuard.h"
+#include "PeriodicTask.h"
 #include "QueryText.h"
+#include "ReplyJson.h"
+#include "RequestLog.h"
+#include "Utf8Text.h"
 
 #include "formats/TextHelpers.h"
 #include "jobs/FileHelpers.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
 #include <map>
 #include <memory>
-#include <mutex>
-#include <random>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace VeldaService {
 
 namespace {
-
-enum ErrorId {
-    kOk = 0,
-    kBadRequest = 1,
-    kBadSign = 2,
-    kNoProject = 3,
-    kNotFound = 4,
-    kServerError = 5,
-    kTooLarge = 6,
-};
-
-// A JSON answer built in key order.
-class Json {
-public:
-    Json() : writer_(buffer_) { writer_.StartObject(); }
-    Json& add(const char* key, const std::string& value)
-    {
-        writer_.Key(key);
-        writer_.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
-        return *this;
-    }
-    Json& add(const char* key, int value)
-    {
-        writer_.Key(key);
-        writer_.Int(value);
-        return *this;
-    }
-    std::string text()
-    {
-        writer_.EndObject();
-        return buffer_.GetString();
-    }
-
-private:
-    rapidjson::StringBuffer buffer_;
-    rapidjson::Writer<rapidjson::StringBuffer> writer_;
-};
-
-const char* const kJsonType = "application/json; charset=utf-8";
-
-void answer(httplib::Response& res, Json& json, int status = 200)
-{
-    res.status = status;
-    res.set_content(json.text(), kJsonType);
-}
-
-void refuse(httplib::Response& res, int errorId, const std::string& message, int status = 200)
-{
-    answer(res, Json().add("errorid", errorId).add("errmsg", message), status);
-}
 
 bool isMd5(const std::string& text)
 {
@@ -92,38 +45,46 @@ std::string upper(std::string s)
     return s;
 }
 
-bool isRegularFile(const std::string& path)
+bool sameSecret(const std::string& a, const std::string& b)
 {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+    return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
-bool readWhole(const std::string& path, std::string& out)
+// An open file, closed when the last answer that reads it is done.
+struct OpenFile {
+    int fd = -1;
+    ~OpenFile()
+    {
+        if (fd >= 0)
+            ::close(fd);
+    }
+};
+
+// Serves a file (a real path, no links left in it) in chunks, from the
+// handle opened here, so that the checked file is the one that is sent.
+bool serveFile(httplib::Response& res, const std::string& real)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
+    std::shared_ptr<OpenFile> file(new OpenFile);
+    file->fd = ::open(real.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    struct stat st;
+    if (file->fd < 0 || ::fstat(file->fd, &st) != 0 || !S_ISREG(st.st_mode))
         return false;
-    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return !in.bad();
+    res.set_content_provider(static_cast<size_t>(st.st_size), "application/octet-stream",
+                             [file](size_t offset, size_t length, httplib::DataSink& sink) {
+                                 char buffer[64 * 1024];
+                                 const ssize_t got = ::pread(file->fd, buffer, std::min(length, sizeof buffer),
+                                                             static_cast<off_t>(offset));
+                                 return got > 0 && sink.write(buffer, static_cast<size_t>(got));
+                             });
+    return true;
 }
 
-// Serves a file in chunks, without reading it into memory first.
-void serveFile(httplib::Response& res, const std::string& path)
+// Whether a request's content type is that of a form (or not given, as
+// with the viewer's posts of old).
+bool isFormType(const std::string& type)
 {
-    std::shared_ptr<std::ifstream> in(new std::ifstream(path, std::ios::binary));
-    struct stat st;
-    ::stat(path.c_str(), &st);
-    res.set_content_provider(static_cast<size_t>(st.st_size), "application/octet-stream",
-                             [in](size_t offset, size_t length, httplib::DataSink& sink) {
-                                 char buffer[64 * 1024];
-                                 in->seekg(static_cast<std::streamoff>(offset));
-                                 const size_t want = std::min(length, sizeof buffer);
-                                 in->read(buffer, static_cast<std::streamsize>(want));
-                                 const std::streamsize got = in->gcount();
-                                 if (got <= 0)
-                                     return false;
-                                 return sink.write(buffer, static_cast<size_t>(got));
-                             });
+    const std::string t = lower(type.substr(0, type.find(';')));
+    return t.empty() || t == "application/x-www-form-urlencoded" || t == "text/plain";
 }
 
 // The signed caller of a /project/ call.
@@ -133,6 +94,41 @@ struct Caller {
     ProjectRow project;
 };
 
+std::string valueOf(const std::map<std::string, std::string>& keys, const char* key)
+{
+    const auto it = keys.find(key);
+    return it == keys.end() ? std::string() : it->second;
+}
+
+// Checks projectid, qemid and sign of a raw query or form text; on failure
+// the answer is made.
+bool signedCaller(ServiceDatabase& db, const std::string& text, httplib::Response& res, Caller& caller)
+{
+    const std::map<std::string, std::string> keys = rawPairs(text);
+    if (!parseInt(valueOf(keys, "projectid"), caller.projectid) || !parseInt(valueOf(keys, "qemid"), caller.qemid) ||
+        !keys.count("sign")) {
+        refuse(res, kBadRequest, "请求参数错误: projectid, qemid 和 sign 是必需的");
+        return false;
+    }
+    if (!db.checkSign(caller.qemid, keys.at("sign"))) {
+        refuse(res, kBadSign, "用户签名无效");
+        return false;
+    }
+    if (!db.project(caller.projectid, caller.project)) {
+        refuse(res, kNoProject, "项目不存在");
+        return false;
+    }
+    return true;
+}
+
+// The percent-decoded value of a query key.
+bool decodedValue(const std::string& query, const char* key, std::string& out)
+{
+    const std::map<std::string, std::string> keys = rawPairs(query);
+    const auto it = keys.find(key);
+    return it != keys.end() && percentDecode(it->second, out);
+}
+
 } // namespace
 
 std::string md5Hex(const std::string& bytes)
@@ -140,34 +136,35 @@ std::string md5Hex(const std::string& bytes)
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
     EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_md5(), nullptr);
-    static const char kHex[] = "0123456789abcdef";
-    std::string out;
-    for (unsigned int i = 0; i < length; ++i) {
-        out += kHex[digest[i] >> 4];
-        out += kHex[digest[i] & 15];
-    }
-    return out;
+    return hexText(digest, length);
 }
 
 ProjectService::ProjectService(const ServiceOptions& options, ServiceDatabase& database)
-    : options_(options), db_(database)
+    : options_(options), db_(database), server_(options.guard),
+      databaseReal_(FolderGuard::realPath(options.dataFolder + "/service.db"))
 {
     const int threads = options_.threads > 0 ? options_.threads : 8;
     server_.new_task_queue = [threads] { return new httplib::ThreadPool(static_cast<size_t>(threads)); };
     server_.set_payload_max_length(options_.maxBody);
-    server_.set_keep_alive_timeout(2);
-    server_.set_tcp_nodelay(true);  // answers go out whole, without waiting on delayed acknowledgements
-    server_.set_read_timeout(10);
-    server_.set_write_timeout(10);
     server_.set_error_handler([](const httplib::Request&, httplib::Response& res) {
         if (!res.body.empty())
             return;
-        const int id = res.status == 413 ? kTooLarge : (res.status == 404 ? kNotFound : kBadRequest);
-        res.set_content(Json().add("errorid", id).add("errmsg", "HTTP " + std::to_string(res.status)).text(),
-                        kJsonType);
+        switch (res.status) {
+        case 404:
+            return refuse(res, kNotFound, "接口不存在", 404);
+        case 413:
+            return refuse(res, kTooLarge, "请求内容过大", 413);
+        case 414:
+            return refuse(res, kBadRequest, "请求地址过长", 414);
+        case 400:
+            return refuse(res, kBadRequest, "请求格式错误", 400);
+        default:
+            return refuse(res, kBadRequest, "请求无法处理", res.status);
+        }
     });
-    server_.set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr ep) {
-        std::string why = "internal error";
+    // What went wrong inside is logged, never answered.
+    server_.set_exception_handler([](const httplib::Request& req, httplib::Response& res, std::exception_ptr ep) {
+        std::string why = "unknown exception";
         try {
             if (ep)
                 std::rethrow_exception(ep);
@@ -175,16 +172,21 @@ ProjectService::ProjectService(const ServiceOptions& options, ServiceDatabase& d
             why = e.what();
         } catch (...) {
         }
-        refuse(res, kServerError, why, 500);
+        std::fprintf(stderr, "%s\n", escapeForLog("error in " + req.path + ": " + why).c_str());
+        refuse(res, kServerError, "服务器内部错误", 500);
     });
     if (!options_.quiet)
         server_.set_logger([](const httplib::Request& req, const httplib::Response& res) {
-            // Path only: queries carry sign texts.
-            std::fprintf(stderr, "%s %s %d %zu\n", req.method.c_str(), req.path.c_str(), res.status,
-                         res.body.size());
+            const std::string line = requestLogLine(req.method, req.path, res.status, res.body.size()) + "\n";
+            std::fputs(line.c_str(), stderr);
         });
     routes();
+    const int64_t lifetimeMs = std::max<int64_t>(1, options_.ticketLifetime) * 1000;
+    sweeper_.reset(new PeriodicTask(std::chrono::milliseconds(std::min<int64_t>(std::max<int64_t>(lifetimeMs / 2, 200), 60000)),
+                                    [this] { expireUploads(); }));
 }
+
+ProjectService::~ProjectService() = default;
 
 std::string ProjectService::baseUrl() const
 {
@@ -195,94 +197,117 @@ std::string ProjectService::baseUrl() const
 
 bool ProjectService::run(const std::function<void(const std::string&)>& onListening)
 {
-    if (options_.port == 0)
-        boundPort_ = server_.bind_to_any_port(options_.address);
-    else
-        boundPort_ = server_.bind_to_port(options_.address, options_.port) ? options_.port : -1;
+    boundPort_ = server_.bind(options_.address, options_.port);
     if (boundPort_ <= 0)
         return false;
+    expireUploads();
     if (onListening)
         onListening(baseUrl());
     return server_.listen_after_bind();
 }
 
+bool ProjectService::isDatabaseFile(const std::string& real) const
+{
+    if (databaseReal_.empty())
+        return false;
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        if (real == databaseReal_ + suffix)
+            return true;
+    return false;
+}
+
+int64_t ProjectService::ticketsSince() const
+{
+    return static_cast<int64_t>(std::time(nullptr)) - options_.ticketLifetime;
+}
+
+void ProjectService::expireUploads()
+{
+    namespace fs = std::filesystem;
+    const std::string folder = options_.dataFolder + "/uploads/";
+    try {
+        for (const std::string& ticket : db_.expireUploads(ticketsSince()))
+            if (Velda::isPlainFileName(ticket))
+                std::remove((folder + ticket).c_str());
+        // Files no ticket names (a temporary file a crash left behind) go
+        // by their age.
+        const auto oldest = fs::file_time_type::clock::now() - std::chrono::seconds(options_.ticketLifetime);
+        std::error_code ec;
+        int projectid = 0;
+        std::string md5;
+        for (const auto& entry : fs::directory_iterator(folder, ec))
+            if (entry.is_regular_file(ec) && entry.last_write_time(ec) < oldest &&
+                !db_.upload(entry.path().filename().string(), 0, projectid, md5))
+                fs::remove(entry.path(), ec);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s\n", escapeForLog(std::string("expiring uploads: ") + e.what()).c_str());
+    }
+}
+
 void ProjectService::routes()
 {
-    // Checks projectid, qemid and sign of the raw query or form text.
-    auto signedCaller = [this](const std::string& text, httplib::Response& res, Caller& caller) {
-        const std::map<std::string, std::string> keys = rawPairs(text);
-        const auto get = [&keys](const char* k) {
-            const auto it = keys.find(k);
-            return it == keys.end() ? std::string() : it->second;
-        };
-        std::string sign;
-        if (!parseInt(get("projectid"), caller.projectid) || !parseInt(get("qemid"), caller.qemid) ||
-            !keys.count("sign")) {
-            refuse(res, kBadRequest, "请求参数错误: projectid, qemid 和 sign 是必需的");
-            return false;
-        }
-        if (!db_.userSign(caller.qemid, sign) || sign != get("sign")) {
-            refuse(res, kBadSign, "用户签名无效");
-            return false;
-        }
-        if (!db_.project(caller.projectid, caller.project)) {
-            refuse(res, kNoProject, "项目不存在");
-            return false;
-        }
-        return true;
-    };
-    auto decoded = [](const std::string& query, const char* key, std::string& out) {
-        const std::map<std::string, std::string> keys = rawPairs(query);
-        const auto it = keys.find(key);
-        return it != keys.end() && percentDecode(it->second, out);
-    };
+    server_.Get("/project/getthreedimensionsdis.action", [this](const httplib::Request& req, httplib::Response& res) {
+        Caller c;
+        if (!signedCaller(db_, queryOf(req.target), res, c))
+            return;
+        const std::string downurl =
+            "/project/file.action?projectid=" + std::to_string(c.projectid) + "&token=" + c.project.token + "&pars=";
+        answer(res, ReplyJson()
+                        .add("errorid", kOk)
+                        .add("serveradr", baseUrl())
+                        .add("downurl", downurl)
+                        .add("projectname", c.project.projectname)
+                        .add("groupname", c.project.groupname)
+                        .add("groupid", c.project.groupid)
+                        .add("uploader", c.project.uploader)
+                        .add("uploaderqemid", c.project.uploaderqemid)
+                        .add("uploadtime", c.project.uploadtime));
+    });
+    fileRoutes();
+    savedTextRoutes();
+    thumbnailRoutes();
+}
 
-    server_.Get("/project/getthreedimensionsdis.action",
-                [this, signedCaller](const httplib::Request& req, httplib::Response& res) {
-                    Caller c;
-                    if (!signedCaller(queryOf(req.target), res, c))
-                        return;
-                    const std::string downurl = "/project/file.action?projectid=" + std::to_string(c.projectid) +
-                                                "&token=" + c.project.token + "&pars=";
-                    answer(res, Json()
-                                    .add("errorid", kOk)
-                                    .add("serveradr", baseUrl())
-                                    .add("downurl", downurl)
-                                    .add("projectname", c.project.projectname)
-                                    .add("groupname", c.project.groupname)
-                                    .add("groupid", c.project.groupid)
-                                    .add("uploader", c.project.uploader)
-                                    .add("uploaderqemid", c.project.uploaderqemid)
-                                    .add("uploadtime", c.project.uploadtime));
-                });
-
+void ProjectService::fileRoutes()
+{
     // Project files: a token in the address instead of the sign text, so
     // that a sign renewed during a long download does not break it.
-    server_.Get("/project/file.action", [this, decoded](const httplib::Request& req, httplib::Response& res) {
+    server_.Get("/project/file.action", [this](const httplib::Request& req, httplib::Response& res) {
         const std::string query = queryOf(req.target);
         const std::map<std::string, std::string> keys = rawPairs(query);
         int projectid = 0;
         ProjectRow project;
-        std::string name;
-        if (!keys.count("projectid") || !parseInt(keys.at("projectid"), projectid) || !keys.count("token") ||
-            !decoded(query, "pars", name))
-            return refuse(res, kBadRequest, "请求参数错误", 400);
-        if (!db_.project(projectid, project) || project.token != keys.at("token"))
+        std::string name, real;
+        if (!parseInt(valueOf(keys, "projectid"), projectid) || !keys.count("token") || !decodedValue(query, "pars", name))
+            return refuse(res, kBadRequest, "请求参数错误");
+        if (!db_.project(projectid, project) || !sameSecret(project.token, keys.at("token")))
             return refuse(res, kNoProject, "项目不存在", 404);
         if (!Velda::isSafeRelativePath(name))
-            return refuse(res, kBadRequest, "文件名无效", 400);
-        const std::string path = project.folder + "/" + name;
-        if (!isRegularFile(path))
+            return refuse(res, kBadRequest, "文件名无效");
+        // A link may point anywhere: only its target counts.
+        if (!FolderGuard(project.folder).resolve(name, real) || isDatabaseFile(real) || !serveFile(res, real))
             return refuse(res, kNotFound, "文件不存在", 404);
-        serveFile(res, path);
     });
+}
 
-    // Form posts are read raw, through a content reader: the library's own
-    // form parsing would decode them and refuses bodies above 8 KiB.
-    auto rawPost = [this](const char* path, std::function<void(const std::string&, httplib::Response&)> handle) {
+void ProjectService::savedTextRoutes()
+{
+    // A form post: projectid, qemid and sign, then the key whose value runs
+    // raw to the end of the body (the viewer does not escape it). Anything
+    // else is refused with 400 and nothing is stored.
+    using Store = std::function<void(const Caller&, const std::string&)>;
+    auto formPost = [this](const char* path, const char* key, const char* what, Store store) {
         const size_t limit = options_.maxBody;
-        server_.Post(path, [handle, limit](const httplib::Request&, httplib::Response& res,
-                                           const httplib::ContentReader& content) {
+        const std::string missing = std::string("请求参数错误: 缺少 ") + key;
+        const std::string notText = std::string(what) + "不是有效的 UTF-8 文本";
+        server_.Post(path, [this, key, limit, missing, notText, store](const httplib::Request& req, httplib::Response& res,
+                                                                       const httplib::ContentReader& content) {
+            if (req.is_multipart_form_data()) {
+                // Read to its end, so the connection stays in step.
+                content([](const httplib::MultipartFormData&) { return true; },
+                        [](const char*, size_t) { return true; });
+                return refuse(res, kBadRequest, "请求格式错误: 不接受 multipart 表单");
+            }
             std::string body;
             const bool whole = content([&body, limit](const char* data, size_t length) {
                 if (body.size() + length > limit)
@@ -292,53 +317,50 @@ void ProjectService::routes()
             });
             if (!whole)
                 return refuse(res, kTooLarge, "请求内容过大", 413);
-            handle(body, res);
-        });
-    };
-
-    // A saved text (record or script) and its read: the value stands raw
-    // behind its key, and is answered back under the same key's reply name.
-    using Store = std::function<void(const Caller&, const std::string&)>;
-    using Load = std::function<void(const Caller&, std::string&)>;
-    auto savedText = [&, this](const char* savePath, const char* key, const char* readPath, const char* replyKey,
-                               Store store, Load load) {
-        const std::string missing = std::string("请求参数错误: 缺少 ") + key;
-        rawPost(savePath, [this, signedCaller, key, missing, store](const std::string& body, httplib::Response& res) {
+            if (!isFormType(req.get_header_value("Content-Type")))
+                return refuse(res, kBadRequest, "请求格式错误: 内容应为表单");
             std::string value, head;
             if (!tailValue(body, key, value, head))
                 return refuse(res, kBadRequest, missing);
             Caller c;
-            if (!signedCaller(head, res, c))
+            if (!signedCaller(db_, head, res, c))
                 return;
+            if (!isUtf8(value) || value.find('\0') != std::string::npos)
+                return refuse(res, kBadRequest, notText);
             store(c, value);
-            answer(res, Json().add("errorid", kOk));
+            answer(res, ReplyJson().add("errorid", kOk));
         });
-        server_.Get(readPath, [signedCaller, replyKey, load](const httplib::Request& req, httplib::Response& res) {
+    };
+    using Load = std::function<void(const Caller&, std::string&)>;
+    auto read = [this](const char* path, const char* replyKey, Load load) {
+        server_.Get(path, [this, replyKey, load](const httplib::Request& req, httplib::Response& res) {
             Caller c;
-            if (!signedCaller(queryOf(req.target), res, c))
+            if (!signedCaller(db_, queryOf(req.target), res, c))
                 return;
             std::string value;
             load(c, value);
-            answer(res, Json().add("errorid", kOk).add(replyKey, value));
+            answer(res, ReplyJson().add("errorid", kOk).add(replyKey, value));
         });
     };
-    savedText(
-        "/project/save3drecord.action", "postion", "/project/get3drecordinfo.action", "recordinfo",
-        [this](const Caller& c, const std::string& v) { db_.saveRecord(c.projectid, c.qemid, v); },
-        [this](const Caller& c, std::string& v) { db_.record(c.projectid, v); });
-    savedText(
-        "/project/savecamera.action", "camerainfo", "/project/getcamera.action", "camerainfo",
-        [this](const Caller& c, const std::string& v) { db_.saveCameras(c.projectid, c.qemid, v); },
-        [this](const Caller& c, std::string& v) { db_.cameras(c.projectid, v); });
+    formPost("/project/save3drecord.action", "postion", "记录",
+             [this](const Caller& c, const std::string& v) { db_.saveRecord(c.projectid, c.qemid, v); });
+    read("/project/get3drecordinfo.action", "recordinfo",
+         [this](const Caller& c, std::string& v) { db_.record(c.projectid, v); });
+    formPost("/project/savecamera.action", "camerainfo", "脚本",
+             [this](const Caller& c, const std::string& v) { db_.saveCameras(c.projectid, c.qemid, v); });
+    read("/project/getcamera.action", "camerainfo",
+         [this](const Caller& c, std::string& v) { db_.cameras(c.projectid, v); });
+}
 
+void ProjectService::thumbnailRoutes()
+{
     // A signed call that names a thumbnail by its MD5 (lower-cased).
-    auto signedWithMd5 = [signedCaller](const httplib::Request& req, httplib::Response& res, Caller& c,
-                                        std::string& md5) {
+    auto signedWithMd5 = [this](const httplib::Request& req, httplib::Response& res, Caller& c, std::string& md5) {
         const std::string query = queryOf(req.target);
-        if (!signedCaller(query, res, c))
+        if (!signedCaller(db_, query, res, c))
             return false;
         const std::map<std::string, std::string> keys = rawPairs(query);
-        if (!keys.count("md5") || !isMd5(keys.at("md5"))) {
+        if (!isMd5(valueOf(keys, "md5"))) {
             refuse(res, kBadRequest, "请求参数错误: md5 无效");
             return false;
         }
@@ -354,61 +376,63 @@ void ProjectService::routes()
                         return;
                     const std::string ticket = randomHex();
                     db_.createUpload(ticket, c.projectid, c.qemid, md5);
-                    answer(res, Json().add("errorid", kOk).add("uploadurl", baseUrl() + "/storage/put?ticket=" + ticket));
+                    answer(res, ReplyJson().add("errorid", kOk).add("uploadurl", baseUrl() + "/storage/put?ticket=" + ticket));
                 });
 
     // Storage: takes the bytes of an announced upload and answers with
     // their MD5 as the ETag, upper-case, as object stores do.
     server_.Put("/storage/put", [this](const httplib::Request& req, httplib::Response& res) {
         const std::map<std::string, std::string> keys = rawPairs(queryOf(req.target));
+        const std::string ticket = valueOf(keys, "ticket");
         int projectid = 0;
         std::string announced;
-        const auto ticket = keys.find("ticket");
-        if (ticket == keys.end() || !Velda::isPlainFileName(ticket->second) || !db_.upload(ticket->second, projectid, announced))
+        if (!Velda::isPlainFileName(ticket) || !db_.upload(ticket, ticketsSince(), projectid, announced))
             return refuse(res, kNotFound, "上传地址无效", 404);
-        if (!Velda::writeFileAtomically(options_.dataFolder + "/uploads/" + ticket->second, req.body.data(), req.body.size()))
+        if (!Velda::writeFileAtomically(options_.dataFolder + "/uploads/" + ticket, req.body.data(), req.body.size()))
             return refuse(res, kServerError, "无法保存上传的文件", 500);
-        db_.markReceived(ticket->second);
+        db_.markReceived(ticket);
         res.set_header("ETag", "\"" + upper(md5Hex(req.body)) + "\"");
-        res.status = 200;
+        answer(res, ReplyJson().add("errorid", kOk));
     });
 
     server_.Get("/project/uploadshoticonfinished.action",
                 [this, signedWithMd5](const httplib::Request& req, httplib::Response& res) {
                     Caller c;
-                    std::string md5, ticket, bytes;
+                    std::string md5, ticket;
                     if (!signedWithMd5(req, res, c, md5))
                         return;
-                    if (!db_.receivedUpload(c.projectid, md5, ticket) ||
-                        !readWhole(options_.dataFolder + "/uploads/" + ticket, bytes))
+                    const std::string upload = options_.dataFolder + "/uploads/";
+                    if (!db_.receivedUpload(c.projectid, md5, ticketsSince(), ticket) ||
+                        ::access((upload + ticket).c_str(), R_OK) != 0)
                         return refuse(res, kNotFound, "未找到已上传的缩略图");
+                    const std::pair<char*, size_t> file = Velda::readFile(upload + ticket);
+                    const std::string bytes(file.first, file.second);
+                    delete[] file.first;
                     if (md5Hex(bytes) != md5)
                         return refuse(res, kBadRequest, "缩略图校验失败");
                     // Named by content, so a name is never reused for other bytes.
                     const std::string folder = options_.dataFolder + "/thumbs/" + std::to_string(c.projectid);
-                    ::mkdir(folder.c_str(), 0755);
+                    ::mkdir(folder.c_str(), 0700);
                     const std::string path = md5 + ".png";
                     if (!Velda::writeFileAtomically(folder + "/" + path, bytes.data(), bytes.size()))
                         return refuse(res, kServerError, "无法保存缩略图", 500);
-                    std::remove((options_.dataFolder + "/uploads/" + ticket).c_str());
+                    std::remove((upload + ticket).c_str());
                     db_.finishUpload(ticket, c.projectid, path, md5);
-                    answer(res, Json().add("errorid", kOk).add("path", path));
+                    answer(res, ReplyJson().add("errorid", kOk).add("path", path));
                 });
 
-    server_.Get("/project/downshoticon.action",
-                [this, signedCaller, decoded](const httplib::Request& req, httplib::Response& res) {
-                    const std::string query = queryOf(req.target);
-                    Caller c;
-                    if (!signedCaller(query, res, c))
-                        return;
-                    std::string path;
-                    if (!decoded(query, "path", path) || !Velda::isPlainFileName(path))
-                        return refuse(res, kBadRequest, "文件名无效", 400);
-                    const std::string file = options_.dataFolder + "/thumbs/" + std::to_string(c.projectid) + "/" + path;
-                    if (!db_.thumbnail(c.projectid, path) || !isRegularFile(file))
-                        return refuse(res, kNotFound, "缩略图不存在", 404);
-                    serveFile(res, file);
-                });
+    server_.Get("/project/downshoticon.action", [this](const httplib::Request& req, httplib::Response& res) {
+        const std::string query = queryOf(req.target);
+        Caller c;
+        if (!signedCaller(db_, query, res, c))
+            return;
+        std::string path, real;
+        if (!decodedValue(query, "path", path) || !Velda::isPlainFileName(path))
+            return refuse(res, kBadRequest, "文件名无效");
+        const FolderGuard thumbs(options_.dataFolder + "/thumbs/" + std::to_string(c.projectid));
+        if (!db_.thumbnail(c.projectid, path) || !thumbs.resolve(path, real) || !serveFile(res, real))
+            return refuse(res, kNotFound, "缩略图不存在", 404);
+    });
 }
 
 } // namespace VeldaService

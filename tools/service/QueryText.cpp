@@ -5,8 +5,9 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
-#include <random>
+#include <stdexcept>
+
+#include <openssl/rand.h>
 
 namespace VeldaService {
 
@@ -99,19 +100,24 @@ bool parseInt(const std::string& text, int& out)
     return true;
 }
 
-} // namespace VeldaService
-
-namespace VeldaService {
+std::string hexText(const unsigned char* bytes, size_t length)
+{
+    static const char kHex[] = "0123456789abcdef";
+    std::string out;
+    out.reserve(2 * length);
+    for (size_t i = 0; i < length; ++i) {
+        out += kHex[bytes[i] >> 4];
+        out += kHex[bytes[i] & 15];
+    }
+    return out;
+}
 
 std::string randomHex()
 {
-    static std::mutex mutex;
-    static std::mt19937_64 random(std::random_device{}());
-    std::lock_guard<std::mutex> lock(mutex);
-    char text[33];
-    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(random()),
-                  static_cast<unsigned long long>(random()));
-    return text;
+    unsigned char bytes[16];
+    if (RAND_bytes(bytes, sizeof bytes) != 1)
+        throw std::runtime_error("no random bytes from the system");
+    return hexText(bytes, sizeof bytes);
 }
 
 } // namespace VeldaService

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -24,7 +25,12 @@ bool percentDecode(const std::string& text, std::string& out);
 // A decimal 32-bit integer, nothing else.
 bool parseInt(const std::string& text, int& out);
 
-// 32 random hexadecimal digits: tickets and project tokens.
+// 128 bits from the system's cryptographic source as 32 hexadecimal
+// digits: tickets, project tokens, salts. Throws std::runtime_error when
+// the source fails.
 std::string randomHex();
+
+// Lower-case hexadecimal text of bytes.
+std::string hexText(const unsigned char* bytes, size_t length);
 
 } // namespace VeldaService

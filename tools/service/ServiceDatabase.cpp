@@ -1,15 +1,17 @@
 #include "ServiceDatabase.h"
 
 #include "QueryText.h"
+#include "SignHash.h"
 
 #include <sqlite3.h>
 
 #include <ctime>
 #include <map>
 #include <mutex>
-#include <random>
 #include <stdexcept>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace VeldaService {
 
@@ -67,16 +69,19 @@ public:
         return p ? std::string(static_cast<const char*>(p), static_cast<size_t>(n)) : std::string();
     }
     int integer(int column) { return sqlite3_column_int(statement_, column); }
+    int64_t integer64(int column) { return sqlite3_column_int64(statement_, column); }
 
 private:
     sqlite3* db_;
     sqlite3_stmt* statement_ = nullptr;
 };
 
-// BEGIN IMMEDIATE ... COMMIT, rolled back when left by an exception.
+// BEGIN IMMEDIATE ... COMMIT, rolled back when left by an exception. The
+// writers of this process queue on a mutex first: SQLite's own wait for a
+// busy database sleeps in growing steps and wakes late.
 class Transaction {
 public:
-    explicit Transaction(sqlite3* db) : db_(db)
+    Transaction(sqlite3* db, std::mutex& writers) : writers_(writers), db_(db)
     {
         check(sqlite3_exec(db_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), db_, "begin");
     }
@@ -92,6 +97,7 @@ public:
     }
 
 private:
+    std::lock_guard<std::mutex> writers_;
     sqlite3* db_;
     bool done_ = false;
 };
@@ -105,6 +111,7 @@ int64_t now()
 
 struct ServiceDatabase::Connections {
     std::mutex mutex;
+    std::mutex writers;
     std::map<std::thread::id, sqlite3*> byThread;
     ~Connections()
     {
@@ -159,39 +166,53 @@ void ServiceDatabase::createSchema()
         "CREATE TABLE IF NOT EXISTS record_history(id INTEGER PRIMARY KEY AUTOINCREMENT, projectid INTEGER,"
         " qemid INTEGER, recordinfo BLOB NOT NULL, saved INTEGER);"
         "CREATE INDEX IF NOT EXISTS record_history_project ON record_history(projectid, id);"
+        "CREATE TABLE IF NOT EXISTS history_size(projectid INTEGER PRIMARY KEY, bytes INTEGER NOT NULL);"
+        "INSERT OR IGNORE INTO history_size SELECT projectid, SUM(length(recordinfo)) FROM record_history"
+        " GROUP BY projectid;"
         "CREATE TABLE IF NOT EXISTS cameras(projectid INTEGER PRIMARY KEY, camerainfo BLOB NOT NULL,"
         " qemid INTEGER, saved INTEGER);"
         "CREATE TABLE IF NOT EXISTS uploads(ticket TEXT PRIMARY KEY, projectid INTEGER, qemid INTEGER,"
         " md5 TEXT, received INTEGER DEFAULT 0, created INTEGER);"
         "CREATE TABLE IF NOT EXISTS thumbnails(projectid INTEGER, path TEXT, md5 TEXT, saved INTEGER,"
         " PRIMARY KEY(projectid, path));";
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     check(sqlite3_exec(db, schema, nullptr, nullptr, nullptr), db, "schema");
+    // Sign texts of databases made before signs were hashed.
+    std::vector<std::pair<int, std::string>> plain;
+    {
+        Statement s(db, "SELECT qemid, sign FROM users");
+        while (s.step())
+            if (!isSignHash(s.text(1)))
+                plain.emplace_back(s.integer(0), s.text(1));
+    }
+    for (const auto& user : plain)
+        Statement(db, "UPDATE users SET sign = ?2 WHERE qemid = ?1").bind(1, user.first).bind(2, hashSign(user.second)).step();
     t.commit();
 }
 
 void ServiceDatabase::upsertUser(int qemid, const std::string& name, const std::string& sign)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     Statement(db, "INSERT INTO users(qemid, name, sign) VALUES(?1, ?2, ?3)"
                   " ON CONFLICT(qemid) DO UPDATE SET name = ?2, sign = ?3")
         .bind(1, qemid)
         .bind(2, name)
-        .bind(3, sign)
+        .bind(3, hashSign(sign))
         .step();
     t.commit();
 }
 
-bool ServiceDatabase::userSign(int qemid, std::string& sign)
+bool ServiceDatabase::checkSign(int qemid, const std::string& sign)
 {
-    return textOf("SELECT sign FROM users WHERE qemid = ?1", qemid, sign);
+    std::string stored;
+    return textOf("SELECT sign FROM users WHERE qemid = ?1", qemid, stored) && signMatches(stored, sign);
 }
 
 void ServiceDatabase::upsertProject(ProjectRow row)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     {
         Statement existing(db, "SELECT token FROM projects WHERE id = ?1");
         row.token = existing.bind(1, row.id).step() ? existing.text(0) : randomHex();
@@ -232,7 +253,7 @@ bool ServiceDatabase::project(int id, ProjectRow& row)
 void ServiceDatabase::saveRecord(int projectid, int qemid, const std::string& record)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     Statement(db, "INSERT OR REPLACE INTO records(projectid, recordinfo, qemid, saved) VALUES(?1, ?2, ?3, ?4)")
         .bind(1, projectid)
         .blob(2, record)
@@ -250,6 +271,28 @@ void ServiceDatabase::saveRecord(int projectid, int qemid, const std::string& re
         .bind(1, projectid)
         .bind(2, kHistoryKept)
         .step();
+    // Then by size. The running total tells when the history may be too
+    // large; it is then cut to nine tenths of the bound (newest entries
+    // kept, the newest always), so the measuring runs once in many saves.
+    Statement(db, "INSERT INTO history_size(projectid, bytes) VALUES(?1, ?2)"
+                  " ON CONFLICT(projectid) DO UPDATE SET bytes = bytes + ?2")
+        .bind(1, projectid)
+        .bind(2, static_cast<int64_t>(record.size()))
+        .step();
+    Statement total(db, "SELECT bytes FROM history_size WHERE projectid = ?1");
+    if (total.bind(1, projectid).step() && total.integer64(0) > historyBytes_) {
+        Statement(db, "DELETE FROM record_history WHERE projectid = ?1 AND id IN (SELECT id FROM (SELECT id,"
+                      " SUM(length(recordinfo)) OVER (ORDER BY id DESC) AS newer FROM record_history"
+                      " WHERE projectid = ?1) WHERE newer > ?2 AND id < (SELECT MAX(id) FROM record_history"
+                      " WHERE projectid = ?1))")
+            .bind(1, projectid)
+            .bind(2, historyBytes_ / 10 * 9)
+            .step();
+        Statement(db, "UPDATE history_size SET bytes = (SELECT COALESCE(SUM(length(recordinfo)), 0)"
+                      " FROM record_history WHERE projectid = ?1) WHERE projectid = ?1")
+            .bind(1, projectid)
+            .step();
+    }
     t.commit();
 }
 
@@ -261,7 +304,7 @@ bool ServiceDatabase::record(int projectid, std::string& record)
 void ServiceDatabase::saveCameras(int projectid, int qemid, const std::string& script)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     Statement(db, "INSERT OR REPLACE INTO cameras(projectid, camerainfo, qemid, saved) VALUES(?1, ?2, ?3, ?4)")
         .bind(1, projectid)
         .blob(2, script)
@@ -279,7 +322,7 @@ bool ServiceDatabase::cameras(int projectid, std::string& script)
 void ServiceDatabase::createUpload(const std::string& ticket, int projectid, int qemid, const std::string& md5)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     Statement(db, "INSERT INTO uploads(ticket, projectid, qemid, md5, received, created) VALUES(?1, ?2, ?3, ?4, 0, ?5)")
         .bind(1, ticket)
         .bind(2, projectid)
@@ -290,10 +333,10 @@ void ServiceDatabase::createUpload(const std::string& ticket, int projectid, int
     t.commit();
 }
 
-bool ServiceDatabase::upload(const std::string& ticket, int& projectid, std::string& md5)
+bool ServiceDatabase::upload(const std::string& ticket, int64_t notBefore, int& projectid, std::string& md5)
 {
-    Statement s(connection(), "SELECT projectid, md5 FROM uploads WHERE ticket = ?1");
-    if (!s.bind(1, ticket).step())
+    Statement s(connection(), "SELECT projectid, md5 FROM uploads WHERE ticket = ?1 AND created >= ?2");
+    if (!s.bind(1, ticket).bind(2, notBefore).step())
         return false;
     projectid = s.integer(0);
     md5 = s.text(1);
@@ -303,26 +346,42 @@ bool ServiceDatabase::upload(const std::string& ticket, int& projectid, std::str
 void ServiceDatabase::markReceived(const std::string& ticket)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     Statement(db, "UPDATE uploads SET received = 1 WHERE ticket = ?1").bind(1, ticket).step();
     t.commit();
 }
 
-bool ServiceDatabase::receivedUpload(int projectid, const std::string& md5, std::string& ticket)
+bool ServiceDatabase::receivedUpload(int projectid, const std::string& md5, int64_t notBefore, std::string& ticket)
 {
     Statement s(connection(), "SELECT ticket FROM uploads WHERE projectid = ?1 AND md5 = ?2 AND received = 1"
-                              " ORDER BY created DESC LIMIT 1");
-    if (!s.bind(1, projectid).bind(2, md5).step())
+                              " AND created >= ?3 ORDER BY created DESC LIMIT 1");
+    if (!s.bind(1, projectid).bind(2, md5).bind(3, notBefore).step())
         return false;
     ticket = s.text(0);
     return true;
+}
+
+std::vector<std::string> ServiceDatabase::expireUploads(int64_t notBefore)
+{
+    sqlite3* db = connection();
+    Transaction t(db, connections_->writers);
+    std::vector<std::string> tickets;
+    {
+        Statement s(db, "SELECT ticket FROM uploads WHERE created < ?1");
+        s.bind(1, notBefore);
+        while (s.step())
+            tickets.push_back(s.text(0));
+    }
+    Statement(db, "DELETE FROM uploads WHERE created < ?1").bind(1, notBefore).step();
+    t.commit();
+    return tickets;
 }
 
 void ServiceDatabase::finishUpload(const std::string& ticket, int projectid, const std::string& path,
                                    const std::string& md5)
 {
     sqlite3* db = connection();
-    Transaction t(db);
+    Transaction t(db, connections_->writers);
     Statement(db, "INSERT OR REPLACE INTO thumbnails(projectid, path, md5, saved) VALUES(?1, ?2, ?3, ?4)")
         .bind(1, projectid)
         .bind(2, path)

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "scene/Matrix4.h"
+#include "scene/RenderItem.h"
+
+namespace Velda {
+
+class Context3d;
+
+// A render pass. The base holds the one routine that turns a render item
+// into a lit draw call; the passes meet only through the renderer's named
+// textures.
+class BaseProcessor {
+public:
+    explicit BaseProcessor(Context3d* owner);
+    virtual ~BaseProcessor() = default;
+    BaseProcessor(const BaseProcessor&) = delete;
+    BaseProcessor& operator=(const BaseProcessor&) = delete;
+
+    virtual void createResources() {}
+    virtual void releaseResources() {}
+    virtual void prepare() {}
+    virtual void process(const RenderList& opaque, const RenderList& blended, bool clear);
+    virtual void finish() {}
+
+    // Draws the items with the named program: material, lights, textures
+    // and the shadow map through the `u_Uniform` block. The caller has bound
+    // the target, set the viewport and cleared.
+    void drawGeometry(const RenderList& items, const char* programName, Matrix4 viewProj);
+
+    bool enabled = true;
+
+    // The water clock: grows by 0.001 with every drawGeometry, never wraps.
+    static double waterClock();
+
+protected:
+    void writeFrameEntries();
+    void writeMaterialEntries(const RenderItem& item);
+    void bindChannels(class ShaderProgram& program, RenderItem& item);
+
+    Context3d* owner_;
+    float uniformBlock_[64][4] = {};
+};
+
+} // namespace Velda

@@ -1,0 +1,299 @@
+#include "render/Context3d.h"
+
+#include "formats/Material.h"
+#include "jobs/JobManager.h"
+#include "render/FrameContext.h"
+#include "render/InteractiveProcesser.h"
+#include "render/LightingProcessor.h"
+#include "render/PostProcessor.h"
+#include "render/ScreenRectangle.h"
+#include "render/ShaderManager.h"
+#include "render/ShaderProgram.h"
+#include "render/ShadowProcessor.h"
+#include "render/Texture2D.h"
+#include "scene/Camera.h"
+#include "scene/DctLight.h"
+#include "scene/PtLight.h"
+#include "scene/SceneRoot.h"
+#include "scene/SenceBackGround.h"
+#include "scene/SpotLight.h"
+#include "scene/StaticMesh.h"
+
+#include <GL/glew.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <stdexcept>
+
+namespace Velda {
+
+namespace {
+
+Context3d* g_context = nullptr;
+
+using Clock = std::chrono::steady_clock;
+
+double millisecondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+void checkFramebuffer()
+{
+    if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE)
+        throw std::runtime_error("FBO ERROR!");
+}
+
+} // namespace
+
+Context3d* Context3d::instance()
+{
+    if (!g_context)
+        g_context = new Context3d();
+    return g_context;
+}
+
+void Context3d::destroyInstance()
+{
+    delete g_context;
+    g_context = nullptr;
+}
+
+Context3d::~Context3d()
+{
+    for (int i = kPassCount - 1; i >= 0; --i)
+        delete processors[i];
+    delete shaderManager;
+    delete frameContext;
+    delete defaultMaterial;
+    delete placeholderTexture;
+}
+
+void Context3d::initialize(void*)
+{
+    // The sky colour of the camera's clear: what stands where a texture
+    // has not arrived yet.
+    static const float placeholder[4] = {0.5411765f, 0.6784314f, 0.8156863f, 1.0f};
+    placeholderTexture = new Texture2D(1, 1, GL_RGBA, GL_FLOAT, placeholder, true);
+    defaultMaterial = new Material();
+
+    timeAngle = 2.356194f;
+    azimuthAngle = 5.497787f;
+    outerDialHot = innerDialHot = false;
+    nightMode = false;
+    constantLight = false;
+    whiteModel = false;
+    variantsDirty = false;
+
+    GLint maxTexture = 0;
+    GLint viewportDims[2] = {0, 0};
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxTexture);
+    glGetIntegerv(GL_MAX_VIEWPORT_DIMS, viewportDims);
+    const int m = std::min(maxTexture, std::max(viewportDims[0], viewportDims[1]));
+    const int size = m >= 4096 ? 2048 : 1024;
+    shadowBaseWidth = shadowBaseHeight = size;
+    shadowWidth = shadowHeight = static_cast<unsigned>(size);
+
+    frameContext = new FrameContext();
+    frameContext->owner = this;
+    shaderManager = new ShaderManager(this);
+
+    processors[kShadowPass] = new ShadowProcessor(this);
+    processors[kShadowPass]->createResources();
+    processors[kLightingPass] = new LightingProcessor(this);
+    processors[kLightingPass]->createResources();
+    processors[kPostPass] = new PostProcessor(this);
+    processors[kPostPass]->createResources();
+    processors[kInteractivePass] = new InteractiveProcesser(this);
+    processors[kInteractivePass]->createResources();
+}
+
+void Context3d::begin(Camera* camera, int targetTexture, int frameBufferName)
+{
+    frameBuffer = frameBufferName;
+    frameContext->camera = camera;
+    if (targetTexture != -1)
+        attachTarget(targetTexture);
+    // The only budget on assets reaching GL: one finished job per begin.
+    JobManager::instance().finishOne();
+    for (BaseProcessor* pass : processors)
+        if (pass && pass->enabled)
+            pass->prepare();
+}
+
+void Context3d::attachTarget(int targetTexture)
+{
+    FrameContext& frame = *frameContext;
+    frame.offscreenActive = true;
+    frame.targetTexture = targetTexture;
+    if (!frame.offscreenFrameBuffer) {
+        frame.offscreenFrameBuffer = GlName::makeFramebuffer();
+        glBindFramebuffer(GL_FRAMEBUFFER, frame.offscreenFrameBuffer.get());
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D,
+                               static_cast<GLuint>(targetTexture), 0);
+        frame.offscreenDepth = GlName::makeRenderbuffer();
+        glBindRenderbuffer(GL_RENDERBUFFER, frame.offscreenDepth.get());
+        const Vector4& viewport = frame.camera->getViewport();
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT, static_cast<GLsizei>(viewport.z),
+                              static_cast<GLsizei>(viewport.w));
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, frame.offscreenDepth.get());
+        glBindRenderbuffer(GL_RENDERBUFFER, 0);
+        checkFramebuffer();
+        glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(frameBuffer));
+    }
+    glBindFramebuffer(GL_FRAMEBUFFER, frame.offscreenFrameBuffer.get());
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, static_cast<GLuint>(targetTexture),
+                           0);
+    checkFramebuffer();
+}
+
+void Context3d::buildLists(const RenderList& meshes, const RenderList& sky, RenderList& opaque, RenderList& blended)
+{
+    const Vector3 eye = frameContext && frameContext->camera ? frameContext->camera->getPosition() : Vector3();
+    std::multimap<double, RenderItem*> byDistance;
+    for (RenderItem* item : meshes) {
+        if (item->noMaterial)
+            item->material = defaultMaterial;
+        const float alpha = item->material ? item->material->getAlpha() : 1.0f;
+        if (alpha == 1.0f) {
+            opaque.push_back(item);
+        } else if (item->material->getBlend() && alpha <= 1.0f) {
+            const Matrix4& t = *item->transform;
+            const float dx = eye.x - t.m[12];
+            const float dy = eye.y - t.m[13];
+            const float dz = eye.z - t.m[14];
+            const float distance = dy * dy + dx * dx + dz * dz;
+            byDistance.emplace(static_cast<double>(distance), item);
+            item->night = nightMode;
+        }
+        // Anything else (translucent without blending, or alpha above one)
+        // is drawn by no pass this frame.
+        item->whiteModel = whiteModel;
+        if (scene && item->directionalLights.empty()) {
+            item->directionalLights = scene->getDctLights();
+            if (item->directionalLights.empty()) {
+                item->pointLights = scene->getPtLights();
+                if (item->pointLights.empty())
+                    item->spotLights = scene->getSpotLights();
+            }
+        }
+        if (variantsDirty)
+            item->macrosReady = false;
+    }
+    variantsDirty = false;
+    opaque.insert(opaque.end(), sky.begin(), sky.end());
+    // Back to front; of equal distances the later one first.
+    for (auto it = byDistance.rbegin(); it != byDistance.rend(); ++it)
+        blended.push_back(it->second);
+}
+
+void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool shadow, bool interactive)
+{
+    const Clock::time_point start = Clock::now();
+    scene = sceneRoot;
+    RenderList meshes;
+    RenderList sky;
+    for (StaticMesh* mesh : scene->getStaticMeshes())
+        mesh->collectRenderItems(meshes);
+    for (SenceBackGround* background : scene->getBackgrounds())
+        background->collectRenderItems(sky);
+    RenderList opaque;
+    RenderList blended;
+    buildLists(meshes, sky, opaque, blended);
+
+    const bool wanted[kPassCount] = {shadow, lighting, true, interactive};
+    for (int i = 0; i < kPassCount; ++i) {
+        stats.passMs[i] = 0.0;
+        if (!wanted[i] || !processors[i] || !processors[i]->enabled)
+            continue;
+        const Clock::time_point passStart = Clock::now();
+        processors[i]->process(opaque, blended, clear);
+        if (stats.finishEachPass)
+            glFinish();
+        stats.passMs[i] = millisecondsSince(passStart);
+    }
+    stats.shadowDraws = static_cast<ShadowProcessor*>(processors[kShadowPass])->drawCount();
+    stats.renderMs = millisecondsSince(start);
+}
+
+void Context3d::end()
+{
+    for (BaseProcessor* pass : processors)
+        if (pass && pass->enabled)
+            pass->finish();
+    FrameContext& frame = *frameContext;
+    if (frame.offscreenActive) {
+        glBindFramebuffer(GL_FRAMEBUFFER, frame.offscreenFrameBuffer.get());
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+        frame.targetTexture = -1;
+        frame.offscreenActive = false;
+        glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(frameBuffer));
+    }
+}
+
+const float* Context3d::timeOfDay()
+{
+    day = DayCycle::at(timeAngle, constantLight, day);
+    if (!constantLight)
+        nightMode = day.night;
+    day.store(dayCycle);
+    // Keeps OK_NIGHT current: every item rebuilds its variant key.
+    variantsDirty = true;
+    return dayCycle;
+}
+
+void Context3d::flatTex(int texture, float x, float y, float w, float h, Matrix4 world)
+{
+    disableVertexArrays();
+    const Vector4& viewport = frameContext->camera->getViewport();
+    glViewport(static_cast<GLint>(viewport.x), static_cast<GLint>(viewport.y), static_cast<GLsizei>(viewport.z),
+               static_cast<GLsizei>(viewport.w));
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    ShaderProgram* program = shaderManager->acquireProgram("flatTex", frameContext, nullptr);
+    useProgram(program);
+    program->setMatrix("u_WorldMat", world);
+    program->setTexture2D("u_Sampler", static_cast<unsigned>(texture), GL_LINEAR, GL_CLAMP_TO_EDGE);
+    drawScreenRectangle(*program, x, y, w, h, static_cast<float>(static_cast<int>(viewport.z)),
+                        static_cast<float>(static_cast<int>(viewport.w)));
+}
+
+void Context3d::renderLine(float x0, float y0, float z0, float x1, float y1, float z1, float r, float g, float b)
+{
+    ShaderProgram* program = shaderManager->acquireProgram("renderLine", frameContext, nullptr);
+    useProgram(program);
+    const float points[6] = {x0, y0, z0, x1, y1, z1};
+    static const GLuint indices[2] = {0, 1};
+    program->setAttributeArray("vertex", points, 0, 3, 3);
+    program->setMatrix("viewProjMat", frameContext->camera->getViewProjection());
+    const float color[4] = {r, g, b, 1.0f};
+    program->setVec4Array("color", 1, color);
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+    glDrawElements(GL_LINES, 2, GL_UNSIGNED_INT, indices);
+    glGetError();
+}
+
+void Context3d::useProgram(ShaderProgram* program)
+{
+    glUseProgram(program->program());
+}
+
+void Context3d::setShadowQuality(int level, SpotLight* sun)
+{
+    static const float factors[4] = {1.0f, 0.5f, 1.0f, 2.0f};
+    level = std::max(0, std::min(3, level));
+    shadowWidth = static_cast<unsigned>(static_cast<float>(shadowBaseWidth) * factors[level]);
+    shadowHeight = static_cast<unsigned>(static_cast<float>(shadowBaseHeight) * factors[level]);
+    if (sun)
+        sun->setCastShadow(level != 0);
+}
+
+void Context3d::setSSAOLevel(int v)
+{
+    const float f = static_cast<float>(v) / 100.0f;
+    ssaoPower = f * 0.5f;
+    ssaoKernelSize = static_cast<float>(static_cast<int>((f - 1.0f) * 32.0f));
+}
+
+} // namespace Velda
