@@ -1,13 +1,32 @@
+#include <GL/glew.h>
+
 #include "Common/GraphicsContext.h"
 
+#include "Common/ProjectLoader.h"
+#include "assets/AssetManager.h"
 #include "formats/TextHelpers.h"
+#include "log/Log.h"
 #include "platform/Platform.h"
+#include "render/Context3d.h"
+#include "scene/Camera.h"
+#include "scene/SceneRoot.h"
+#include "scene/ViewerDefaults.h"
 #include "service/QemDllImport.h"
+
+#include <QSysInfo>
 
 namespace VeldaClient {
 
 namespace {
+
 GraphicsContext* g_instance = nullptr;
+
+const char* glText(GLenum name)
+{
+    const GLubyte* text = glGetString(name);
+    return text ? reinterpret_cast<const char*>(text) : "";
+}
+
 } // namespace
 
 GraphicsContext* GraphicsContext::instance()
@@ -24,9 +43,74 @@ void GraphicsContext::destroyInstance()
     g_instance = nullptr;
 }
 
-GraphicsContext::GraphicsContext() = default;
+GraphicsContext::GraphicsContext()
+{
+    initializing_ = true;
+    scene_.reset(new Velda::SceneRoot());
+    context3d_ = Velda::Context3d::instance();
 
-GraphicsContext::~GraphicsContext() = default;
+    camera_ = Velda::createViewerCamera(*scene_);
+    rotationSpeed_ = 0.0045f;
+    spotLight_ = Velda::createViewerSun(*scene_);
+    initializing_ = false;
+}
+
+GraphicsContext::~GraphicsContext()
+{
+    // The renderer goes first, so that the asset deletions below don't reach it.
+    Velda::Context3d::destroyInstance();
+    context3d_ = nullptr;
+    loader_.reset();
+    scene_.reset();
+    camera_ = nullptr;
+    spotLight_ = nullptr;
+    delete Velda::AssetManager::instance();
+    projectInfo_.reset();
+}
+
+void GraphicsContext::initialize()
+{
+    VLOG << "GraphicsContext initialize begin";
+    initializing_ = true;
+
+    VLOG << "Start glew init.";
+    glewExperimental = GL_TRUE;
+    glewInit();
+    VLOG << "Vendor : " << glText(GL_VENDOR);
+    VLOG << "Renderer : " << glText(GL_RENDERER);
+    VLOG << "GL Version : " << glText(GL_VERSION);
+    VLOG << "Product Name : " << QSysInfo::prettyProductName().toStdString();
+    VLOG << "CPU Architecture : " << QSysInfo::currentCpuArchitecture().toStdString();
+
+    Velda::AssetManager* assets = new Velda::AssetManager(context3d_);
+    VLOG << "os init.";
+    context3d_->initialize();
+    VLOG << "Context3d init.";
+
+    glHint(GL_LINE_SMOOTH_HINT, GL_NICEST);
+    glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
+    glHint(GL_FRAGMENT_SHADER_DERIVATIVE_HINT, GL_NICEST);
+
+    // The sky's index and images, then the project's index (from the cache
+    // when it holds the project); the loader's callbacks build the scene.
+    loader_.reset(new ProjectLoader(scene_.get(), camera_, assets));
+    loader_->start(programFolder(), appDataFolder(), rootPath_, projectRoot_);
+
+    initializing_ = false;
+    VLOG << "GraphicsContext initialize end";
+}
+
+void GraphicsContext::setOrbitPivot(const Velda::Vector3& pivot)
+{
+    orbitPivot_ = pivot;
+    for (const PivotListener& listener : pivotListeners_)
+        listener(orbitPivot_);
+}
+
+void GraphicsContext::addPivotListener(PivotListener listener)
+{
+    pivotListeners_.push_back(std::move(listener));
+}
 
 ProjectInfo* GraphicsContext::projectInfo()
 {

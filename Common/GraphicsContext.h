@@ -1,46 +1,102 @@
 #pragma once
 
 #include "Common/ProjectInfo.h"
+#include "scene/Vector.h"
 
 #include <QObject>
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
+
+namespace Velda {
+class Camera;
+class Context3d;
+class SceneRoot;
+class SpotLight;
+} // namespace Velda
 
 namespace VeldaClient {
 
 class ApplicationMain;
+class ProjectLoader;
 
-// The hub of the viewer: a lazily created process-wide singleton. So far it
-// holds the project and user (ProjectInfo) and the project's root address;
-// the scene, camera, light and renderer join it with the application shell.
+// The hub of the viewer: a lazily created process-wide singleton that owns
+// the scene (with the camera and the sun-like spot light in it), the project's
+// paths and ProjectInfo, and knows the renderer and the asset manager. Every
+// other part of the client reaches the engine through it. GUI thread only.
 class GraphicsContext : public QObject {
     Q_OBJECT
 
 public:
+    using PivotListener = std::function<void(Velda::Vector3)>;
+
     static GraphicsContext* instance();
     // Deletes the object if there is one; a later instance() makes a new one.
     static void destroyInstance();
 
-    // First call: the project id and the user from the sign module. Every
-    // later call: a fresh sign text for the stored user.
-    virtual ProjectInfo* projectInfo();
+    // Boots the graphics side with a current GL context: GLEW, asset
+    // manager, renderer, then queues the sky index, the sky images and the
+    // project index, in this order.
+    virtual void initialize();
+    // True only inside the constructor and initialize().
+    virtual bool isInitializing() const { return initializing_; }
+    virtual Velda::Camera* camera() const { return camera_; }
+    virtual Velda::SceneRoot* scene() const { return scene_.get(); }
+    virtual Velda::SpotLight* spotLight() const { return spotLight_; }
+    virtual Velda::Context3d* context3d() const { return context3d_; }
+    virtual float rotationSpeed() const { return rotationSpeed_; }
+    virtual void setRotationSpeed(float speed) { rotationSpeed_ = speed; }
+    // The project's root path; after initialize() the index address.
     virtual std::string rootPath() const { return rootPath_; }
     virtual void setRootPath(const std::string& path) { rootPath_ = path; }
+    virtual Velda::Vector3 orbitPivot() const { return orbitPivot_; }
+    // Stores the pivot, then tells every listener in order.
+    virtual void setOrbitPivot(const Velda::Vector3& pivot);
+    virtual void addPivotListener(PivotListener listener);
+    virtual Velda::Vector3 worldUp() const { return worldUp_; }
+    virtual void setWorldUp(const Velda::Vector3& v) { worldUp_ = v; }
+    virtual Velda::Vector3 worldRight() const { return worldRight_; }
+    virtual void setWorldRight(const Velda::Vector3& v) { worldRight_ = v; }
+    virtual Velda::Vector3 worldForward() const { return worldForward_; }
+    virtual void setWorldForward(const Velda::Vector3& v) { worldForward_ = v; }
     // The program's folder, without a trailing separator.
     virtual std::string programFolder() const;
     // "$APPDATA/Qem Files/" (or the XDG data folder), with its separator.
     virtual std::string appDataFolder() const;
     virtual ApplicationMain* application() const { return application_; }
     virtual void setApplication(ApplicationMain* application) { application_ = application; }
+    // First call: the project id and the user from the sign module. Every
+    // later call: a fresh sign text for the stored user.
+    virtual ProjectInfo* projectInfo();
+
+    // Where the project's bundles are fetched from: the root path, or a
+    // file:/// folder of the cache.
+    std::string projectRoot() const { return projectRoot_; }
+    // What queues the files and builds the scene; null before initialize().
+    ProjectLoader* projectLoader() const { return loader_.get(); }
 
 private:
     GraphicsContext();
     ~GraphicsContext() override;
 
-    std::string rootPath_;
+    bool initializing_ = true;
+    std::unique_ptr<Velda::SceneRoot> scene_;
+    Velda::Camera* camera_ = nullptr;        // made by and kept in the scene
+    Velda::SpotLight* spotLight_ = nullptr;  // made by and kept in the scene
+    Velda::Context3d* context3d_ = nullptr;
+    std::unique_ptr<ProjectLoader> loader_;
+    float rotationSpeed_ = 0.01f;
+    Velda::Vector3 orbitPivot_;
+    Velda::Vector3 worldUp_{0, 0, 1};
+    Velda::Vector3 worldRight_{1, 0, 0};
+    Velda::Vector3 worldForward_{0, 1, 0};
+    std::vector<PivotListener> pivotListeners_;
     ApplicationMain* application_ = nullptr;
     std::unique_ptr<ProjectInfo> projectInfo_;
+    std::string rootPath_;
+    std::string projectRoot_;
 };
 
 } // namespace VeldaClient

@@ -13,7 +13,7 @@ PACKAGES=(
   libsqlite3-dev sqlite3
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0 libegl1 libegl-dev
-  glslang-tools fonts-wqy-microhei
+  glslang-tools fonts-wqy-microhei imagemagick xdotool
 )
 
 missing=()

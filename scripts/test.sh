@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the whole test suite: the
-# Release tree under Xvfb, then a sanitizer tree (AddressSanitizer and
-# UndefinedBehaviorSanitizer) for the unit and fuzz tests (the long load
-# runs stay in the Release tree).
+# Release tree under Xvfb (the viewer end to end on its own), then a
+# sanitizer tree (AddressSanitizer and UndefinedBehaviorSanitizer) for the
+# unit and fuzz tests (the long load runs and the end-to-end runs stay in
+# the Release tree).
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -20,7 +21,10 @@ cmake --build "$BUILD-asan" -j "$JOBS"
 XVFB=(xvfb-run -a -s "-screen 0 1280x800x24")
 
 echo "== Release tests (under Xvfb)"
-"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE "fuzz|load"
+# The viewer end to end on its own: it times frames and input.
+"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -j "$JOBS" -LE "fuzz|load|e2e"
+echo "== The viewer end to end (Release, under Xvfb)"
+"${XVFB[@]}" ctest --test-dir "$BUILD" --output-on-failure -L e2e
 # Twenty load runs in a row beside a busy loop on every core, then the kill
 # test: Release only, they take about a minute.
 echo "== Service load (Release)"

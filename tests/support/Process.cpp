@@ -1,6 +1,7 @@
 #include "Process.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
@@ -161,6 +162,23 @@ int BackgroundProcess::wait()
         reaped_ = true;
     }
     return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
+}
+
+bool BackgroundProcess::waitFor(int timeoutMs, int& code)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!reaped_) {
+        const pid_t done = waitpid(pid_, &status_, WNOHANG);
+        if (done == pid_) {
+            reaped_ = true;
+            break;
+        }
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        usleep(10000);
+    }
+    code = wait();
+    return true;
 }
 
 } // namespace VeldaTest

@@ -35,6 +35,8 @@ public:
     void kill(int signal);
     // Waits for the end; the exit code, or -signal when killed.
     int wait();
+    // Waits at most `timeoutMs` for the end; false when it still runs.
+    bool waitFor(int timeoutMs, int& code);
     int pid() const { return pid_; }
 
 private:

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Common/ApplicationMain.h"
+
+#include <QKeyEvent>
+#include <QPointer>
+
+namespace VeldaClient {
+
+// A global key handler that calls a widget's member. The table of the
+// application keeps handlers for good, so a handler whose widget is gone
+// answers false and lets the key go its normal way.
+template <typename Widget, typename Method>
+ApplicationMain::KeyHandler keyHandler(Widget* widget, Method method)
+{
+    QPointer<Widget> guard(widget);
+    return [guard, method](QObject* receiver, QEvent* event) {
+        return guard ? ((*guard).*method)(receiver, static_cast<QKeyEvent*>(event)) : false;
+    };
+}
+
+} // namespace VeldaClient

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <GL/glew.h>
+
+#include <QGraphicsScene>
+#include <QImage>
+
+#include <cstdint>
+
+namespace VeldaClient {
+
+class WidgetMiniMap;
+class WidgetUIWrapper;
+
+// The graphics scene of the GL view. Its background is the 3D frame, drawn
+// natively by the renderer; its one item is the transparent overlay of Qt
+// widgets. Mouse events that no overlay widget takes move the camera.
+class WidgetGraphicsScene : public QGraphicsScene {
+    Q_OBJECT
+
+public:
+    explicit WidgetGraphicsScene(QObject* parent = nullptr);
+    ~WidgetGraphicsScene() override;
+
+    WidgetUIWrapper* uiWrapper() const { return wrapper; }
+    // The present view without the dial, 120 by 80; a null image until the
+    // scene is ready. Makes the GL surface's context current.
+    QImage grabFramePicture();
+
+signals:
+    void setProcessValue(int value);
+    void updateModelPieceInfo(unsigned long long qty);
+    void closeAppConfirm();
+
+public slots:
+    virtual void resizeScene(int w, int h);
+    // Stores the present view on a saved-view button.
+    void grabCurrentFrame(QWidget* widget);
+
+protected:
+    void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
+    void wheelEvent(QGraphicsSceneWheelEvent* event) override;
+    // The frame: main view, the mini map while loading, the mini map's
+    // picture over it; the next frame 20 ms after this one ends.
+    void drawBackground(QPainter* painter, const QRectF& rect) override;
+
+private:
+    // Left drag: turns about the pivot; a pitch past the pole is refused
+    // (and skips the other buttons), the yaw stays.
+    bool orbit(const QPointF& position);
+    void panOnGround(const QPointF& position, double panScale);
+    void panInViewPlane(const QPointF& position, double panScale);
+    // dx, dy from the last position, which becomes `position`.
+    void takeDelta(const QPointF& position);
+    GLuint offscreenFrameBuffer();
+
+    GLuint frameBufferId = static_cast<GLuint>(-1);
+    GLuint colorTextureId = static_cast<GLuint>(-1);
+    GLuint depthBufferId = static_cast<GLuint>(-1);
+    WidgetUIWrapper* wrapper = nullptr;
+    double deltaX = 0.0;
+    double deltaY = 0.0;
+    double lastX = 0.0;
+    double lastY = 0.0;
+    int64_t lastActionTime = 0;
+    WidgetMiniMap* miniMap = nullptr;
+    int frameBufferWidth = -1;
+    int frameBufferHeight = -1;
+    bool readyReported = false;
+};
+
+} // namespace VeldaClient

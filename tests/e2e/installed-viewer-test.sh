@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# cmake --install puts the programs, the sign module and SkyResources/ into
+# one folder with links in bin/, a desktop entry and an icon; the installed
+# viewer finds its sign module and its sky there.
+#   installed-viewer-test.sh BUILD_DIR SAMPLE_PROJECT
+set -euo pipefail
+BUILD="$1"
+SAMPLE="$2"
+WORK="$(mktemp -d "${TMPDIR:-/tmp}/velda-install-XXXXXX")"
+PIDS=()
+cleanup() {
+  local pid
+  for pid in "${PIDS[@]}"; do kill -9 "$pid" 2> /dev/null || true; done
+  for pid in "${PIDS[@]}"; do wait "$pid" 2> /dev/null || true; done
+  rm -rf "$WORK"
+}
+trap cleanup EXIT
+fail() { echo "FAIL: $*" >&2; exit 1; }
+wait_for() {
+  local seconds="$1"; shift
+  local end=$((SECONDS + seconds))
+  until "$@"; do
+    [ "$SECONDS" -lt "$end" ] || return 1
+    sleep 0.2
+  done
+}
+
+PREFIX="$WORK/root/usr/local"
+DESTDIR="$WORK/root" cmake --install "$BUILD" --prefix /usr/local > /dev/null
+for program in velda-viewer velda-service velda-pack velda-inspect qem-client; do
+  [ -x "$PREFIX/bin/$program" ] || fail "bin/$program is missing"
+done
+LIBDIR="$(dirname "$(readlink -f "$PREFIX/bin/velda-viewer")")"
+[ -f "$LIBDIR/libQemGate.so" ] || fail "libQemGate.so is not beside the viewer"
+[ -f "$LIBDIR/SkyResources/index" ] || fail "SkyResources/ is not beside the viewer"
+[ -f "$PREFIX/share/applications/velda-viewer.desktop" ] || fail "no desktop entry"
+[ -f "$PREFIX/share/icons/hicolor/scalable/apps/velda-viewer.svg" ] || fail "no icon"
+grep -q "^Exec=velda-viewer" "$PREFIX/share/applications/velda-viewer.desktop" || fail "the entry runs something else"
+
+export APPDATA="$WORK/appdata" QEM_SESSION="$WORK/session.json"
+LOG="$APPDATA/Qem Files/myeasylog.log"
+# Without a session: -1, no window.
+code=0
+"$PREFIX/bin/velda-viewer" -d > /dev/null 2>&1 || code=$?
+[ "$code" -eq 255 ] || fail "without a session the installed viewer ended with $code"
+
+# With the installed service and client: the viewer boots and reads its sky.
+DATA="$WORK/data"
+"$PREFIX/bin/velda-service" init --data "$DATA" > /dev/null
+"$PREFIX/bin/velda-service" user --data "$DATA" --qemid 1001 --name "张三" --sign s
+"$PREFIX/bin/velda-service" project --data "$DATA" --id 7 --folder "$SAMPLE"
+"$PREFIX/bin/velda-service" serve --data "$DATA" --port 0 --quiet > "$WORK/serve.out" &
+PIDS+=($!)
+wait_for 20 grep -qs "^listening on " "$WORK/serve.out" || fail "the installed service did not start"
+QEM_SERVICE_URL="$(sed -n 's/^listening on //p' "$WORK/serve.out")"
+export QEM_SERVICE_URL
+"$PREFIX/bin/qem-client" login --project 7 --user 1001 --name "张三" --sign s
+rm -f "$LOG"
+"$PREFIX/bin/velda-viewer" -d > /dev/null 2>&1 &
+PIDS+=($!)
+wait_for 60 grep -q "load sky callback, parse index info over!" "$LOG" || fail "the installed viewer did not read its sky"
+echo "installed viewer: ok"
