@@ -14,7 +14,12 @@ std::string Asset::directory()
         static const std::regex remote(".+pars=(?=.+$)", std::regex::ECMAScript);
         static const std::regex local(".+[/\\\\](?=[^/\\\\]+$)", std::regex::ECMAScript);
         std::smatch match;
-        if (std::regex_search(url_, match, isRemote() ? remote : local))
+        // A project folder addressed directly has no "pars=": its siblings
+        // are beside it, as for a local file.
+        const bool file = url_.compare(0, 7, "file://") == 0;
+        if (isRemote() && std::regex_search(url_, match, remote))
+            directoryText_ = match.str();
+        else if ((!isRemote() || file) && std::regex_search(url_, match, local))
             directoryText_ = match.str();
     }
     return directoryText_;

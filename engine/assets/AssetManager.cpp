@@ -96,7 +96,15 @@ std::string AssetManager::shortName(const std::string& key)
     if (!local) {
         static const std::regex afterPars("pars=.+$", std::regex::ECMAScript);
         std::smatch match;
-        return std::regex_search(key, match, afterPars) ? urlUnescape(match.str().substr(5)) : std::string();
+        if (std::regex_search(key, match, afterPars))
+            return urlUnescape(match.str().substr(5));
+        // A project folder addressed directly (file:///…/project/) has no
+        // "pars=": its files go by their names, as in the cache, so that
+        // a material's texture is found under "texs/<name>".
+        if (key.compare(0, 7, "file://") != 0)
+            return std::string();
+        const std::string file = fileNameOf(urlUnescape(key));
+        return contains(file, ".me") || contains(file, ".mt") ? file : "texs/" + file;
     }
     const std::string file = fileNameOf(key);
     if (contains(key, "SkyResources\\img") || contains(key, "SkyResources/img") || contains(key, "|"))

@@ -30,8 +30,10 @@ void AssetMaterial::requestTexture(int channel)
     const std::string name = material_->getTexture(channel);
     if (name.empty())
         return;
-    // Remote names go out escaped (UTF-8 on the wire); local ones are paths.
-    const std::string request = isRemote() ? directory() + urlEscape(name) : directory() + name;
+    // Names on the web go out escaped (UTF-8 on the wire); a file address,
+    // a project folder's included, takes the path as it is.
+    const bool web = isRemote() && path().compare(0, 7, "file://") != 0;
+    const std::string request = web ? directory() + urlEscape(name) : directory() + name;
     AssetManager* manager = AssetManager::instance();
     if (!manager)
         return;

@@ -122,14 +122,22 @@ void store(const std::string& url, const void* bytes, size_t size)
     }
     static const std::regex afterPars("pars=.+", std::regex::ECMAScript);
     std::smatch match;
-    const std::string name =
-        std::regex_search(url, match, afterPars) ? match.str().substr(5) : urlUnescape(url);
     const std::string folder = cacheRoot + "Cache/cache_" + g_cacheId + "/";
     std::string relative;
-    if (contains(url, "texs"))
-        relative = "texs/" + urlUnescape(name.size() >= 7 ? name.substr(7) : std::string());
-    else
-        relative = name;
+    if (std::regex_search(url, match, afterPars)) {
+        const std::string name = match.str().substr(5);
+        if (contains(url, "texs"))
+            relative = "texs/" + urlUnescape(name.size() >= 7 ? name.substr(7) : std::string());
+        else
+            relative = name;
+    } else {
+        // A project folder addressed directly: its files keep their names,
+        // textures under texs/.
+        const std::string path = urlUnescape(url);
+        const std::string file = fileNameOf(path);
+        const std::string parent = fileNameOf(path.substr(0, path.size() - file.size() - (file.size() < path.size())));
+        relative = parent == "texs" ? "texs/" + file : file;
+    }
     // A name from the network never leaves the cache folder.
     if (!isSafeRelativePath(relative)) {
         VLOG << "Not cached, unusable name : " << url;

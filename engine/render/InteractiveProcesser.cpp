@@ -34,23 +34,22 @@ void InteractiveProcesser::process(const RenderList&, const RenderList&, bool)
     const float x0 = w - (mx + 134.0f);
     const float y0 = h - (my + 134.0f);
     owner_->flatTex(static_cast<int>(imageTexture(kRing)), x0, y0, 134.0f, 134.0f, Matrix4());
-
     // The knobs start at the ring's corner and reach their place by a turn
     // about the ring's middle, so one rectangle serves at every angle.
+
     const Vector3 centre(w - (mx + 67.0f), h - (my + 67.0f), 0.0f);
-    const Vector3 axis(0.0f, 0.0f, 1.0f);
-    Matrix4 inner;
-    inner.translate(58.0f, 33.0f, 0.0f);
-    inner.rotate(centre, axis, owner_->azimuthAngle);
-    const bool innerHot = static_cast<float>(owner_->innerDialHot) != 0.0f;
-    owner_->flatTex(static_cast<int>(imageTexture(innerHot ? kInnerKnobHot : kInnerKnob)), x0, y0, 18.0f, 18.0f,
-                    inner);
-    Matrix4 outer;
-    outer.translate(57.0f, 7.0f, 0.0f);
-    outer.rotate(centre, axis, owner_->timeAngle);
-    const bool outerHot = static_cast<float>(owner_->outerDialHot) != 0.0f;
-    owner_->flatTex(static_cast<int>(imageTexture(outerHot ? kOuterKnobHot : kOuterKnob)), x0, y0, 20.0f, 20.0f,
-                    outer);
+    const auto knob = [&](float dx, float dy, float angle, bool hot, const char* hotImage, const char* image,
+                          float side) {
+        Matrix4 m;
+        m.translate(dx, dy, 0.0f);
+        m.rotate(centre, Vector3(0.0f, 0.0f, 1.0f), angle);
+        owner_->flatTex(static_cast<int>(imageTexture(hot ? hotImage : image)), x0, y0, side, side, m);
+    };
+    // The hot flags are tested as floats against 0.
+    knob(58.0f, 33.0f, owner_->azimuthAngle, static_cast<float>(owner_->innerDialHot) != 0.0f, kInnerKnobHot,
+         kInnerKnob, 18.0f);
+    knob(57.0f, 7.0f, owner_->timeAngle, static_cast<float>(owner_->outerDialHot) != 0.0f, kOuterKnobHot, kOuterKnob,
+         20.0f);
 }
 
 } // namespace Velda

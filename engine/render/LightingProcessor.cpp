@@ -50,17 +50,9 @@ void LightingProcessor::prepare()
         made = true;
     }
     if (!resolve_) {
-        TargetSpec spec;
-        spec.width = width_;
-        spec.height = height_;
-        spec.internalFormat = GL_RGBA16F;
-        spec.format = GL_RGBA;
-        spec.type = GL_FLOAT;
-        spec.filter = GL_LINEAR;
-        spec.wrap = GL_CLAMP_TO_BORDER;
-        spec.border = true;
-        spec.depthFormat = GL_DEPTH24_STENCIL8;
-        resolve_ = RenderTarget::make(spec, static_cast<unsigned>(owner_->frameBuffer));
+        resolve_ = RenderTarget::make(TargetSpec::floatColor(width_, height_, GL_RGBA16F, GL_RGBA, GL_LINEAR,
+                                                             GL_CLAMP_TO_BORDER, true, GL_DEPTH24_STENCIL8),
+                                      static_cast<unsigned>(owner_->frameBuffer));
         owner_->namedTextures["sceneTexure"] = resolve_.tex();
         made = true;
     }

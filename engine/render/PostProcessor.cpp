@@ -23,22 +23,22 @@ namespace {
 TargetSpec spec(int w, int h, int internalFormat, unsigned format, int filter, int wrap, bool border,
                 unsigned depth)
 {
-    TargetSpec s;
-    s.width = w;
-    s.height = h;
-    s.internalFormat = internalFormat;
-    s.format = format;
-    s.type = GL_FLOAT;
-    s.filter = filter;
-    s.wrap = wrap;
-    s.border = border;
-    s.depthFormat = depth;
-    return s;
+    return TargetSpec::floatColor(w, h, internalFormat, format, filter, wrap, border, depth);
 }
 
 TargetSpec bloomSpec(int w, int h)
 {
     return spec(w, h, GL_RGBA16F, GL_RGBA, GL_LINEAR, GL_CLAMP_TO_BORDER, true, GL_DEPTH_COMPONENT);
+}
+
+// Binds a target's frame buffer and sets linear filtering on its texture,
+// as each bloom step does before drawing.
+void bindLinear(const RenderTarget& target)
+{
+    glBindFramebuffer(GL_FRAMEBUFFER, target.fbo());
+    glBindTexture(GL_TEXTURE_2D, target.tex());
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
 }
 
 void drawItem(RenderItem& item)
@@ -299,10 +299,7 @@ float PostProcessor::bloomThreshold()
 void PostProcessor::separateBloom()
 {
     const float threshold = bloomThreshold();
-    glBindFramebuffer(GL_FRAMEBUFFER, bright_.fbo());
-    glBindTexture(GL_TEXTURE_2D, bright_.tex());
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    bindLinear(bright_);
     beginRectanglePass(width_, height_);
     ShaderProgram* p = owner_->shaderManager->acquireProgram("separateBloom", owner_->frameContext, nullptr);
     owner_->useProgram(p);
@@ -326,10 +323,7 @@ void PostProcessor::gaussianBlur()
         bool first = true;
         for (int step = 0; step < 5; ++step) {
             const int d = 2 * level + (horizontal ? 1 : 0);
-            glBindFramebuffer(GL_FRAMEBUFFER, pyramid_[d].fbo());
-            glBindTexture(GL_TEXTURE_2D, pyramid_[d].tex());
-            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+            bindLinear(pyramid_[d]);
             beginRectanglePass(w, h);
             owner_->useProgram(p);
             const unsigned source = first ? bright_.tex() : pyramid_[2 * level + (horizontal ? 0 : 1)].tex();

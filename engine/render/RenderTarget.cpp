@@ -4,6 +4,22 @@
 
 namespace Velda {
 
+TargetSpec TargetSpec::floatColor(int width, int height, int internalFormat, unsigned int format, int filter,
+                                  int wrap, bool border, unsigned int depthFormat)
+{
+    TargetSpec s;
+    s.width = width;
+    s.height = height;
+    s.internalFormat = internalFormat;
+    s.format = format;
+    s.type = GL_FLOAT;
+    s.filter = filter;
+    s.wrap = wrap;
+    s.border = border;
+    s.depthFormat = depthFormat;
+    return s;
+}
+
 RenderTarget RenderTarget::make(const TargetSpec& spec, unsigned int rebind)
 {
     RenderTarget target;

@@ -15,6 +15,10 @@ struct TargetSpec {
     int wrap = 0;          // 0: GL's default wrap
     bool border = false;   // border colour 1, 1, 1, 0
     unsigned int depthFormat = 0;  // 0: no depth buffer
+
+    // A float colour target of the passes.
+    static TargetSpec floatColor(int width, int height, int internalFormat, unsigned int format, int filter,
+                                 int wrap, bool border, unsigned int depthFormat);
 };
 
 // A frame buffer with one colour texture and an optional depth render

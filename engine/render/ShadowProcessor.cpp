@@ -27,15 +27,8 @@ ShadowProcessor::ShadowProcessor(Context3d* owner)
 void ShadowProcessor::createResources()
 {
     const unsigned rebind = static_cast<unsigned>(owner_->frameBuffer);
-    TargetSpec spec;
-    spec.width = static_cast<int>(width_);
-    spec.height = static_cast<int>(height_);
-    spec.internalFormat = GL_RGBA32F;
-    spec.format = GL_RGBA;
-    spec.type = GL_FLOAT;
-    spec.filter = GL_LINEAR;
-    spec.wrap = GL_CLAMP_TO_EDGE;
-    spec.depthFormat = GL_DEPTH_COMPONENT;
+    TargetSpec spec = TargetSpec::floatColor(static_cast<int>(width_), static_cast<int>(height_), GL_RGBA32F, GL_RGBA,
+                                             GL_LINEAR, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT);
     moment_ = RenderTarget::make(spec, rebind);
     spec.width = static_cast<int>(width_ / 2);
     spec.height = static_cast<int>(height_ / 2);

@@ -7,10 +7,9 @@ namespace Velda {
 
 Texture2D::Texture2D(int width, int height, unsigned int format, unsigned int type, const void* pixels,
                      bool mipmapped)
-    : width_(width), height_(height), format_(format), type_(type), mipmapped_(mipmapped)
+    : GlTexture(GL_TEXTURE_2D, format, type), width_(width), height_(height), mipmapped_(mipmapped)
 {
-    glGenTextures(1, &texture_);
-    glBindTexture(GL_TEXTURE_2D, texture_);
+    generate();
     if (mipmapped_) {
         // Rescales a size that is not a power of two.
         gluBuild2DMipmaps(GL_TEXTURE_2D, 4, width_, height_, format_, type_, pixels);
@@ -23,43 +22,6 @@ Texture2D::Texture2D(int width, int height, unsigned int format, unsigned int ty
     }
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_MIRRORED_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_MIRRORED_REPEAT);
-}
-
-Texture2D::~Texture2D()
-{
-    destroy();
-}
-
-Texture2D::Texture2D(Texture2D&& other) noexcept
-    : width_(other.width_), height_(other.height_), texture_(other.texture_), format_(other.format_),
-      type_(other.type_), mipmapped_(other.mipmapped_)
-{
-    other.texture_ = 0;
-}
-
-Texture2D& Texture2D::operator=(Texture2D&& other) noexcept
-{
-    if (this != &other) {
-        destroy();
-        width_ = other.width_;
-        height_ = other.height_;
-        texture_ = other.texture_;
-        format_ = other.format_;
-        type_ = other.type_;
-        mipmapped_ = other.mipmapped_;
-        other.texture_ = 0;
-    }
-    return *this;
-}
-
-void Texture2D::destroy()
-{
-    if (texture_ == 0)
-        return;  // moved from
-    glBindTexture(GL_TEXTURE_2D, 0);
-    glDeleteTextures(1, &texture_);
-    glDisable(GL_TEXTURE_2D);
-    texture_ = 0;
 }
 
 void Texture2D::update(int x, int y, int width, int height, int level, const void* pixels)

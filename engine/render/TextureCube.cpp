@@ -6,10 +6,9 @@ namespace Velda {
 
 TextureCube::TextureCube(const int widths[6], const int heights[6], const void* const pixels[6],
                          unsigned int format, unsigned int type)
-    : format_(format), type_(type)
+    : GlTexture(GL_TEXTURE_CUBE_MAP, format, type)
 {
-    glGenTextures(1, &texture_);
-    glBindTexture(GL_TEXTURE_CUBE_MAP, texture_);
+    generate();
     for (int i = 0; i < 6; ++i)
         glTexImage2D(GL_TEXTURE_CUBE_MAP_POSITIVE_X + i, 0, 4, widths[i], heights[i], 0, format, type, pixels[i]);
     glTexParameteri(GL_TEXTURE_CUBE_MAP, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
@@ -18,39 +17,6 @@ TextureCube::TextureCube(const int widths[6], const int heights[6], const void* 
     glTexParameteri(GL_TEXTURE_CUBE_MAP, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_CUBE_MAP, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE);
     glBindTexture(GL_TEXTURE_CUBE_MAP, 0);
-}
-
-TextureCube::~TextureCube()
-{
-    destroy();
-}
-
-TextureCube::TextureCube(TextureCube&& other) noexcept
-    : texture_(other.texture_), format_(other.format_), type_(other.type_)
-{
-    other.texture_ = 0;
-}
-
-TextureCube& TextureCube::operator=(TextureCube&& other) noexcept
-{
-    if (this != &other) {
-        destroy();
-        texture_ = other.texture_;
-        format_ = other.format_;
-        type_ = other.type_;
-        other.texture_ = 0;
-    }
-    return *this;
-}
-
-void TextureCube::destroy()
-{
-    if (texture_ == 0)
-        return;  // moved from
-    glBindTexture(GL_TEXTURE_CUBE_MAP, 0);
-    glDeleteTextures(1, &texture_);
-    glDisable(GL_TEXTURE_CUBE_MAP);
-    texture_ = 0;
 }
 
 void TextureCube::update(const int widths[6], const int heights[6], const void* const pixels[6])

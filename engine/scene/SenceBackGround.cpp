@@ -15,19 +15,11 @@ void SenceBackGround::addSurface(int32_t meshId, int32_t materialId, const std::
 
 void SenceBackGround::setMaterial(AssetMaterial* asset)
 {
-    surfaces_.setMaterialAsset(asset);
-    Material* material = asset ? asset->material() : nullptr;
-    if (!material)
-        return;
-    for (const auto& surface : surfaces_.surfaces()) {
-        RenderItem& item = *surfaces_.itemOf(surface.get());
-        material->setDepthWrite(false);  // the sky never hides anything
+    surfaces_.setMaterial(asset, [](RenderItem& item, Material& material) {
+        material.setDepthWrite(false);  // the sky never hides anything
         item.noSky = false;
-        item.sky = true;
-        item.material = material;
-        item.bump = material->getBump();
-        SurfaceSet::fillTextureMacros(item, *material);
-    }
+        item.sky = true;  // drawn in perspective whatever the camera
+    });
 }
 
 void SenceBackGround::setMesh(AssetMesh* asset)
@@ -42,13 +34,12 @@ void SenceBackGround::collectRenderItems(RenderList& list)
             !surface->materialAsset->isReady())
             continue;
         RenderItem& item = *surfaces_.itemOf(surface.get());
-        // Taken before the move: the sky never turns, so the lag is harmless.
+        // The normal matrix is taken before the move; the sky never turns,
+        // so the lag is harmless.
         item.normalMatrix = item.normalMatrixTwin = &getNormalMatrix();
         if (camera_)
             setPosition(camera_->getPosition());
-        item.transform = item.transformTwin = &getTransform();
-        item.castShadow = getCastShadow();
-        item.box = &getBox();
+        SurfaceSet::refresh(item, *this);
         SurfaceSet::takeColorRamp(item);
         list.push_back(&item);
     }

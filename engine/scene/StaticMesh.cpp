@@ -21,23 +21,16 @@ void StaticMesh::addSurface(int32_t meshId, int32_t materialId, const std::strin
 
 void StaticMesh::setMaterial(AssetMaterial* asset)
 {
-    // The last material to name this object covers all its surfaces.
-    surfaces_.setMaterialAsset(asset);
-    Material* material = asset ? asset->material() : nullptr;
-    if (!material)
-        return;
-    for (const auto& surface : surfaces_.surfaces()) {
-        RenderItem& item = *surfaces_.itemOf(surface.get());
-        if (namesWater(material->getName())) {
-            material->setSpecularLevel(0.5f);
+    // The specular level is written into the shared material, so every user
+    // of it sees it.
+    surfaces_.setMaterial(asset, [this](RenderItem& item, Material& material) {
+        if (namesWater(material.getName())) {
+            material.setSpecularLevel(0.5f);
             item.water = true;
         } else if (noReflection_) {
-            material->setSpecularLevel(0.0f);
+            material.setSpecularLevel(0.0f);
         }
-        item.material = material;
-        item.bump = material->getBump();
-        SurfaceSet::fillTextureMacros(item, *material);
-    }
+    });
 }
 
 void StaticMesh::setMesh(AssetMesh* asset)
@@ -52,10 +45,7 @@ void StaticMesh::collectRenderItems(RenderList& list)
             continue;
         RenderItem& item = *surfaces_.itemOf(surface.get());
         item.noMaterial = !surface->materialAsset || !surface->materialAsset->material();
-        item.normalMatrix = item.normalMatrixTwin = &getNormalMatrix();
-        item.transform = item.transformTwin = &getTransform();
-        item.castShadow = getCastShadow();
-        item.box = &getBox();
+        SurfaceSet::refresh(item, *this);
         SurfaceSet::takeColorRamp(item);
         list.push_back(&item);
     }

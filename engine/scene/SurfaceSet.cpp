@@ -1,6 +1,7 @@
 #include "scene/SurfaceSet.h"
 
 #include "assets/AssetManager.h"
+#include "assets/AssetMaterial.h"
 #include "assets/AssetMesh.h"
 #include "formats/Geometry.h"
 #include "formats/Material.h"
@@ -44,11 +45,30 @@ void SurfaceSet::setMesh(AssetMesh* asset)
     }
 }
 
-void SurfaceSet::setMaterialAsset(AssetMaterial* asset)
+void SurfaceSet::setMaterial(AssetMaterial* asset, const std::function<void(RenderItem&, Material&)>& rule)
 {
+    // The last material to name the drawable covers all its surfaces.
     materialAsset_ = asset;
     for (auto& surface : surfaces_)
         surface->materialAsset = asset;
+    Material* material = asset ? asset->material() : nullptr;
+    if (!material)
+        return;
+    for (auto& surface : surfaces_) {
+        RenderItem& item = *items_.at(surface.get());
+        rule(item, *material);
+        item.material = material;
+        item.bump = material->getBump();
+        fillTextureMacros(item, *material);
+    }
+}
+
+void SurfaceSet::refresh(RenderItem& item, Object3D& owner)
+{
+    item.normalMatrix = item.normalMatrixTwin = &owner.getNormalMatrix();
+    item.transform = item.transformTwin = &owner.getTransform();
+    item.castShadow = owner.getCastShadow();
+    item.box = &owner.getBox();
 }
 
 void SurfaceSet::fillTextureMacros(RenderItem& item, Material& material)

@@ -3,6 +3,7 @@
 #include "scene/RenderItem.h"
 #include "scene/Surface.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -25,10 +26,15 @@ public:
     void add(Object3D& owner, int32_t meshId, int32_t materialId, const std::string& name);
     // Stores the mesh in every surface and points each item at its index set.
     void setMesh(AssetMesh* asset);
-    // Stores the material in every surface (no item is touched).
-    void setMaterialAsset(AssetMaterial* asset);
+    // Stores the material in every surface, then for each item runs the
+    // drawable's own rule and gives it the material, its bump switch and
+    // its texture macros. Items are untouched when the asset holds none.
+    void setMaterial(AssetMaterial* asset, const std::function<void(RenderItem&, Material&)>& rule);
     // The seven macro name and value pairs of an item from a material.
     static void fillTextureMacros(RenderItem& item, Material& material);
+    // Points the item at the owner's matrices, shadow flag and box, which
+    // recomputes what is stale.
+    static void refresh(RenderItem& item, Object3D& owner);
     // Sets the colour ramp flag once the ramp is ready; true if it changed.
     static bool takeColorRamp(RenderItem& item);
 

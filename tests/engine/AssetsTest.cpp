@@ -169,10 +169,15 @@ TEST_F(Assets, ShortNamesAndDirectories)
     EXPECT_EQ(AssetManager::shortName("file:///q/Cache/cache_1/3.mt"), "3.mt");
     EXPECT_EQ(AssetManager::shortName("file:///p/SkyResources/3.mt"), "10003.mt");
     EXPECT_EQ(AssetManager::shortName("file:///p/SkyResources/img/rt.jpg|lf.jpg"), "SkyResources/img/rt.jpg|lf.jpg");
+    // A project folder addressed directly goes by the names of its files.
+    EXPECT_EQ(AssetManager::shortName("file:///p/house/texs/a%20b.jpg"), "texs/a b.jpg");
+    EXPECT_EQ(AssetManager::shortName("file:///p/house/2.me"), "2.me");
 
     EXPECT_EQ(AssetBinary("http://h/d?pars=3.mt?Id=1").directory(), "http://h/d?pars=");
     EXPECT_EQ(AssetBinary("file:///q/Cache/cache_1/3.mt?Id=1").directory(), "file:///q/Cache/cache_1/");
     EXPECT_EQ(AssetBinary("SkyResources").directory(), "");
+    EXPECT_EQ(AssetBinary("file:///p/house/1.mt?Id=0").directory(), "file:///p/house/");
+    EXPECT_EQ(AssetBinary("http://h/house/1.mt").directory(), "");
     EXPECT_FALSE(AssetBinary("file:///q/Cache/cache_1/3.mt").isRemote());
     EXPECT_TRUE(AssetBinary("http://h/d?pars=3.mt").isRemote());
 }

@@ -15,7 +15,7 @@ using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
 void number(Writer& w, double value)
 {
     if (std::isfinite(value))
-        w.Double(value);
+        w.Double(std::round(value * 1000) / 1000);  // the writer cuts decimals; round first
     else
         w.Null();
 }
