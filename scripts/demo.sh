@@ -4,9 +4,11 @@
 # in with qem-client and starts velda-viewer on your display. Without a
 # display it runs the viewer under Xvfb, waits until the house is ready,
 # steps back with the mouse wheel (the start view stands inside the house)
-# and lifts the view a little, saves a screenshot of the window and prints
-# its path. Everything it
-# started ends with the viewer or on Ctrl+C.
+# and lifts the view a little. Then it saves screenshots of the window (the
+# house, the setting panel, the gallery with three saved views, the question
+# on closing) and prints their paths; it answers the question with yes, so
+# the views go to the service. Everything it started ends with the viewer or
+# on Ctrl+C.
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -85,19 +87,82 @@ CX=$((X + WIDTH / 2)) CY=$((Y + HEIGHT / 2))
 xdotool mousemove "$CX" "$CY" click --repeat 14 --delay 1000 5
 sleep 1
 xdotool mousedown 1 mousemove "$CX" $((CY - 40)) sleep 0.5 mousemove "$CX" $((CY - 80)) sleep 0.5 mouseup 1
-# A frame can take a second or more on a software renderer: the picture
+# A frame can take a second or more on a software renderer: a picture
 # counts once two screenshots in a row agree.
 mkdir -p "$SHOT_DIR"
-SHOT="$SHOT_DIR/fzk-haus.png"
 shoot() { import -window root -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" +repage "$1"; }
 settled() {
-  cp "$SHOT" "$WORK/before.png"
+  cp "$1" "$WORK/before.png"
   sleep 1.5
-  shoot "$SHOT"
-  [ "$(compare -metric AE "$WORK/before.png" "$SHOT" null: 2>&1 || true)" = "0" ]
+  shoot "$1"
+  [ "$(compare -metric AE "$WORK/before.png" "$1" null: 2>&1 || true)" = "0" ]
 }
-shoot "$SHOT"
-wait_for 30 settled || echo "demo: the picture still changes; keeping the last screenshot" >&2
-"$BIN/qem-client" quit
-wait_for 10 bash -c "! kill -0 $VIEWER 2> /dev/null" || true
-echo "demo: screenshot of the viewer with the FZK house: $SHOT"
+# shot NAME: a settled screenshot of the window in $SHOT_DIR/NAME.png.
+shot() {
+  shoot "$SHOT_DIR/$1.png"
+  wait_for 30 settled "$SHOT_DIR/$1.png" || echo "demo: the picture still changes; keeping the last screenshot" >&2
+}
+key() { xdotool windowfocus "$WINDOW" key "$@"; }
+drag() { # drag DX DY from the middle of the view
+  xdotool mousemove "$CX" "$CY" mousedown 1 sleep 0.3 mousemove $((CX + $1 / 2)) $((CY + $2 / 2)) sleep 0.3 \
+    mousemove $((CX + $1)) $((CY + $2)) sleep 0.3 mouseup 1
+}
+# The viewer's message box is the one window of 374 by 164.
+question() {
+  local id
+  for id in $(xdotool search --onlyvisible --class velda-viewer); do
+    xdotool getwindowgeometry --shell "$id" | grep -q "^WIDTH=374$" && { echo "$id"; return 0; }
+  done
+  return 1
+}
+shot fzk-haus
+echo "demo: the FZK house in the viewer: $SHOT_DIR/fzk-haus.png"
+
+# The setting panel under the menu: the settings button is the fifth.
+xdotool mousemove $((X + 10 + 4 * 47 + 23)) $((Y + 28 + 10 + 23)) click 1
+sleep 1
+xdotool mousemove "$CX" "$CY"
+shot settings
+echo "demo: the setting panel open under the menu: $SHOT_DIR/settings.png"
+xdotool mousemove $((X + 10 + 4 * 47 + 23)) $((Y + 28 + 10 + 23)) click 1
+xdotool mousemove "$CX" "$CY"
+
+# Three saved views: Space takes one into the next free place, the camera
+# turns between them, and the time dial moves the sun for the last.
+key space
+sleep 4
+drag 120 0
+sleep 3
+key space
+sleep 4
+drag -60 -30
+sleep 3
+DIAL_X=$((X + WIDTH - 154 + 67)) DIAL_Y=$((Y + 28 + HEIGHT - 28 - 150 + 67))
+xdotool mousemove $((DIAL_X + 37)) $((DIAL_Y + 37)) sleep 0.5 mousedown 1 sleep 0.3 \
+  mousemove $((DIAL_X)) $((DIAL_Y + 48)) sleep 0.3 mousemove $((DIAL_X - 34)) $((DIAL_Y + 34)) sleep 0.3 mouseup 1
+sleep 3
+key space
+sleep 4
+xdotool mousemove "$CX" "$CY"
+shot gallery
+echo "demo: three saved views in the gallery, the third selected: $SHOT_DIR/gallery.png"
+
+# Escape with unsaved views asks whether to upload them; yes saves them to
+# the service and closes the viewer.
+key Escape
+wait_for 20 question > /dev/null || { echo "demo: no question on Escape" >&2; exit 1; }
+sleep 1
+shoot "$SHOT_DIR/question.png"
+echo "demo: the question on closing with unsaved views: $SHOT_DIR/question.png"
+xdotool windowfocus --sync "$(question)" key alt+o
+wait_for 60 bash -c "! kill -0 $VIEWER 2> /dev/null" || { echo "demo: the viewer did not close" >&2; exit 1; }
+# The record as the service keeps it (bash's own TCP, no curl needed).
+ADDRESS="${QEM_SERVICE_URL#http://}"
+exec 5<> "/dev/tcp/${ADDRESS%:*}/${ADDRESS##*:}"
+printf 'GET /project/get3drecordinfo.action?projectid=7&qemid=1001&sign=demo-sign HTTP/1.0\r\n\r\n' >&5
+RECORD="$(cat <&5)"
+exec 5<&-
+case "$RECORD" in
+  *'\"3\"'*) echo "demo: the service keeps the three views; the next start shows them again" ;;
+  *) echo "demo: the service did not get the views: $RECORD" >&2; exit 1 ;;
+esac
