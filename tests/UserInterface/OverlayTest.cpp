@@ -45,19 +45,6 @@ QPointF onDial(float angle, float radius, QPointF centre = QPointF(67, 67))
     return centre + QPointF(radius * std::sin(angle), -radius * std::cos(angle));
 }
 
-// A window that records being closed.
-class CloseProbe : public QWidget {
-public:
-    bool closed = false;
-
-protected:
-    void closeEvent(QCloseEvent* e) override
-    {
-        closed = true;
-        QWidget::closeEvent(e);
-    }
-};
-
 // Answers the box once it shows, by a key or one of its buttons.
 void answerLater(WidgetMessageBox* box, std::function<void(WidgetMessageBox*)> answer)
 {
@@ -248,7 +235,7 @@ private slots:
     void escapeClosesTheViewerUnlessADialogHasIt()
     {
         WidgetUIWrapper wrapper;
-        CloseProbe window;
+        VeldaTest::CloseProbe window;
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
 
@@ -269,7 +256,7 @@ private slots:
     void aVanishedClientClosesTheViewer()
     {
         WidgetUIWrapper wrapper;
-        CloseProbe window;
+        VeldaTest::CloseProbe window;
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         // Signed out (state 2) is not gone: the viewer stays.

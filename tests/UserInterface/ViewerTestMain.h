@@ -5,7 +5,9 @@
 
 #include "TempDir.h"
 
+#include <QCloseEvent>
 #include <QTest>
+#include <QWidget>
 
 #include <memory>
 #include <string>
@@ -32,6 +34,19 @@ private:
     std::unique_ptr<ScopedEnv> sessionEnv_;
     std::unique_ptr<ScopedEnv> serviceEnv_;
     std::string session_;
+};
+
+// A window that records being closed, as the exit flow closes all windows.
+class CloseProbe : public QWidget {
+public:
+    bool closed = false;
+
+protected:
+    void closeEvent(QCloseEvent* e) override
+    {
+        closed = true;
+        QWidget::closeEvent(e);
+    }
 };
 
 // The environment of the running test program.
