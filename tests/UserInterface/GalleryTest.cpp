@@ -1,6 +1,6 @@
 // The gallery of saved views: the views the service keeps, selection by
 // click and digit key, the flight to a view, drag and wheel scrolling,
-// the context menu, delete, and the script downloads.
+// delete, and the script downloads.
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/WidgetGallery.h"
 #include "UserInterface/Widgets/WidgetScrollArea.h"
@@ -13,11 +13,9 @@
 #include "ServiceHarness.h"
 #include "ViewerTestMain.h"
 
-#include <QAction>
 #include <QDialog>
 #include <QFileDialog>
 #include <QLineEdit>
-#include <QMenu>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QThreadPool>
@@ -268,35 +266,6 @@ private slots:
         QCoreApplication::sendEvent(viewport, &wheel);
         QVERIFY(wheel.isAccepted());
         QVERIFY(bar->value() > before);
-    }
-
-    void theContextMenuOffersWhatThePlaceHolds()
-    {
-        std::unique_ptr<WidgetGallery> gallery = shownGallery();
-        WidgetThumbnail* one = gallery->thumbnails()[0];
-        auto menuStates = [&](WidgetThumbnail* view) {
-            QList<bool> enabled;
-            QTimer* poll = new QTimer(qApp);
-            QObject::connect(poll, &QTimer::timeout, [poll, &enabled]() {
-                QMenu* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-                if (!menu)
-                    return;
-                poll->deleteLater();
-                for (QAction* action : menu->actions())
-                    if (!action->isSeparator())
-                        enabled << action->isEnabled();
-                menu->close();
-            });
-            poll->start(20);
-            QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(20, 20), view->mapToGlobal(QPoint(20, 20)));
-            QCoreApplication::sendEvent(view, &event);
-            return enabled;
-        };
-        // Delete, download this view, download all.
-        QCOMPARE(menuStates(one), QList<bool>({false, false, false}));
-        fillView(gallery->thumbnails()[4], cameraAt(Vector3(1, 1, 1), Vector3()), Vector3(), qRgb(5, 5, 5));
-        QCOMPARE(menuStates(one), QList<bool>({false, false, true}));
-        QCOMPARE(menuStates(gallery->thumbnails()[4]), QList<bool>({true, true, true}));
     }
 
     void deletingAsksThenEmptiesThePlace()

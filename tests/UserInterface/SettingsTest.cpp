@@ -1,6 +1,6 @@
 // The setting menu and panel: the sliders' labels and the fields they
-// write, the camera and white-model switches with their keys, Ctrl+S, and
-// the slide of the strip.
+// write, the camera and white-model switches with their keys, and the
+// slide of the strip.
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/WidgetMessageBox.h"
 #include "UserInterface/Widgets/WidgetSettingMenu.h"
@@ -191,19 +191,6 @@ private slots:
         QVERIFY(!context3d->whiteModel);
         QCOMPARE(lastInfo(info), std::string("贴图场景"));
         GraphicsContext::destroyInstance();  // the manager goes while GL is there
-    }
-
-    void ctrlSSavesAndSAloneDoesNot()
-    {
-        WidgetSettingMenu menu;
-        QSignalSpy saves(&menu, SIGNAL(saveButtonPressed(bool)));
-        QWidget view;
-        QTest::keyClick(&view, Qt::Key_S);
-        QCOMPARE(saves.count(), 0);
-        QTest::keyClick(&view, Qt::Key_S, Qt::ControlModifier);
-        QCOMPARE(saves.count(), 1);
-        button(&menu, "Save")->click();
-        QCOMPARE(saves.count(), 2);
     }
 
     void theStripSlidesOutToItsExpandButtonAndBack()
