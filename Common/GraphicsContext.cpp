@@ -114,6 +114,7 @@ void GraphicsContext::addPivotListener(PivotListener listener)
 
 ProjectInfo* GraphicsContext::projectInfo()
 {
+    std::lock_guard<std::mutex> lock(projectInfoMutex_);
     UserSignInfo user;
     if (!projectInfo_) {
         projectInfo_.reset(new ProjectInfo());
@@ -130,6 +131,12 @@ ProjectInfo* GraphicsContext::projectInfo()
     if (QemDllImport::readUserSignInfo(projectInfo_->qemid, user))
         projectInfo_->signText = Velda::utf16ToWide(user.signText, 128);
     return projectInfo_.get();
+}
+
+std::wstring GraphicsContext::signText()
+{
+    std::lock_guard<std::mutex> lock(projectInfoMutex_);
+    return projectInfo_ ? projectInfo_->signText : std::wstring();
 }
 
 std::string GraphicsContext::programFolder() const

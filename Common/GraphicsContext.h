@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,9 @@ public:
     // First call: the project id and the user from the sign module. Every
     // later call: a fresh sign text for the stored user.
     virtual ProjectInfo* projectInfo();
+    // A copy of the sign text as it stands, for calls made off the GUI
+    // thread while the client poll may be renewing it.
+    std::wstring signText();
 
     // Where the project's bundles are fetched from: the root path, or a
     // file:/// folder of the cache.
@@ -95,6 +99,7 @@ private:
     std::vector<PivotListener> pivotListeners_;
     ApplicationMain* application_ = nullptr;
     std::unique_ptr<ProjectInfo> projectInfo_;
+    std::mutex projectInfoMutex_;  // the sign text is renewed while a save reads it
     std::string rootPath_;
     std::string projectRoot_;
 };

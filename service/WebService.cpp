@@ -36,9 +36,10 @@ void postAndDrop(const std::string& url, const std::string& body)
 
 std::string commonQuery()
 {
-    const ProjectInfo* info = GraphicsContext::instance()->projectInfo();
+    GraphicsContext* context = GraphicsContext::instance();
+    const ProjectInfo* info = context->projectInfo();  // renews the sign text
     return "projectid=" + std::to_string(info->projectid) + "&qemid=" + std::to_string(info->qemid) +
-           "&sign=" + Velda::wideToSystem(info->signText);
+           "&sign=" + Velda::wideToSystem(context->signText());
 }
 
 void saveRecord(const std::string& recordJson)

@@ -3,7 +3,6 @@
 #include "Common/ApplicationMain.h"
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/DialogParent.h"
-#include "UserInterface/Widgets/KeyGuard.h"
 #include "UserInterface/Widgets/KeyHandler.h"
 #include "UserInterface/Widgets/WidgetScrollArea.h"
 #include "UserInterface/Widgets/WidgetThumbnail.h"
@@ -112,8 +111,6 @@ void WidgetGallery::saveViewScripts(bool)
 
 bool WidgetGallery::_selectByDigit(QObject*, QKeyEvent* e)
 {
-    if (aDialogHasTheKeys())
-        return false;
     const int number = e->key() == '0' ? 10 : e->key() - '0';
     WidgetThumbnail* thumbnail = thumbnails_[static_cast<size_t>(number - 1)];
     thumbnail->setFocus();

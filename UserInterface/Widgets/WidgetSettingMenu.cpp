@@ -2,7 +2,6 @@
 
 #include "Common/ApplicationMain.h"
 #include "Common/GraphicsContext.h"
-#include "UserInterface/Widgets/KeyGuard.h"
 #include "UserInterface/Widgets/KeyHandler.h"
 #include "assets/AssetManager.h"
 #include "render/Context3d.h"
@@ -141,7 +140,7 @@ void WidgetSettingMenu::_hideConfigPanelButton()
 
 bool WidgetSettingMenu::_switchCamera(QObject* obj, QKeyEvent*)
 {
-    if ((obj && obj->objectName().contains("WidgetMessageBox")) || aDialogHasTheKeys())
+    if ((obj && obj->objectName().contains("WidgetMessageBox")))
         return false;
     switchCameraType(GraphicsContext::instance()->camera()->getProjectionType() == Velda::Camera::kOrthographic);
     return true;
@@ -149,16 +148,12 @@ bool WidgetSettingMenu::_switchCamera(QObject* obj, QKeyEvent*)
 
 bool WidgetSettingMenu::_whiteModelKey(QObject*, QKeyEvent*)
 {
-    if (aDialogHasTheKeys())
-        return false;
     toggleWhiteModel(true);
     return true;
 }
 
 bool WidgetSettingMenu::_saveKey(QObject*, QKeyEvent* e)
 {
-    if (aDialogHasTheKeys())
-        return false;
     if (e->modifiers() & Qt::ControlModifier)
         emit saveButtonPressed(true);
     return true;

@@ -3,7 +3,6 @@
 #include "Common/ApplicationMain.h"
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/DialogParent.h"
-#include "UserInterface/Widgets/KeyGuard.h"
 #include "UserInterface/Widgets/KeyHandler.h"
 #include "UserInterface/Widgets/WidgetEnvironmentControl.h"
 #include "UserInterface/Widgets/WidgetGallery.h"
@@ -162,16 +161,12 @@ void WidgetUIWrapper::initializeControls()
 
 bool WidgetUIWrapper::_toggleGallery(QObject*, QKeyEvent*)
 {
-    if (aDialogHasTheKeys())
-        return false;
     gallery_->setVisible(!gallery_->isVisibleTo(this));
     return true;
 }
 
 bool WidgetUIWrapper::_takeViewKey(QObject*, QKeyEvent*)
 {
-    if (aDialogHasTheKeys())
-        return false;
     _takeScreenShot(false);
     return true;
 }
@@ -363,7 +358,7 @@ void WidgetUIWrapper::_closeAppConfirm()
 bool WidgetUIWrapper::_quitConfirm(QObject* obj, QKeyEvent*)
 {
     const QString name = obj ? obj->objectName() : QString();
-    if (name.contains("WidgetMessageBox") || name.contains("YesConfirm") || aDialogHasTheKeys())
+    if (name.contains("WidgetMessageBox") || name.contains("YesConfirm"))
         return false;
     _closeAppConfirm();
     return true;
