@@ -31,15 +31,7 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 130' INT TERM
 
-# Waits up to $1 seconds for the command after it to succeed.
-wait_for() {
-  local seconds="$1"; shift
-  local end=$((SECONDS + seconds))
-  until "$@"; do
-    [ "$SECONDS" -lt "$end" ] || return 1
-    sleep 0.2
-  done
-}
+source "$(dirname "${BASH_SOURCE[0]}")/wait-for.sh"
 
 DATA="$WORK/data"
 "$BIN/velda-service" init --data "$DATA" > /dev/null

@@ -16,14 +16,7 @@ cleanup() {
 }
 trap cleanup EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
-wait_for() {
-  local seconds="$1"; shift
-  local end=$((SECONDS + seconds))
-  until "$@"; do
-    [ "$SECONDS" -lt "$end" ] || return 1
-    sleep 0.2
-  done
-}
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/wait-for.sh"
 
 PREFIX="$WORK/root/usr/local"
 DESTDIR="$WORK/root" cmake --install "$BUILD" --prefix /usr/local > /dev/null
