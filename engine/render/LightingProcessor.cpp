@@ -50,7 +50,7 @@ void LightingProcessor::prepare()
         made = true;
     }
     if (!resolve_) {
-        resolve_ = RenderTarget::make(TargetSpec::floatColor(width_, height_, GL_RGBA16F, GL_RGBA, GL_LINEAR,
+        resolve_ = RenderTarget::make(TargetLayout::floatColor(width_, height_, GL_RGBA16F, GL_RGBA, GL_LINEAR,
                                                              GL_CLAMP_TO_BORDER, true, GL_DEPTH24_STENCIL8),
                                       static_cast<unsigned>(owner_->frameBuffer));
         owner_->namedTextures["sceneTexure"] = resolve_.tex();

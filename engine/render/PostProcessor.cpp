@@ -20,15 +20,9 @@ namespace Velda {
 
 namespace {
 
-TargetSpec spec(int w, int h, int internalFormat, unsigned format, int filter, int wrap, bool border,
-                unsigned depth)
+TargetLayout bloomLayout(int w, int h)
 {
-    return TargetSpec::floatColor(w, h, internalFormat, format, filter, wrap, border, depth);
-}
-
-TargetSpec bloomSpec(int w, int h)
-{
-    return spec(w, h, GL_RGBA16F, GL_RGBA, GL_LINEAR, GL_CLAMP_TO_BORDER, true, GL_DEPTH_COMPONENT);
+    return TargetLayout::floatColor(w, h, GL_RGBA16F, GL_RGBA, GL_LINEAR, GL_CLAMP_TO_BORDER, true, GL_DEPTH_COMPONENT);
 }
 
 // Binds a target's frame buffer and sets linear filtering on its texture,
@@ -115,28 +109,28 @@ void PostProcessor::makeSsaoTargets()
     auto& named = owner_->namedTextures;
     if (!position_) {
         position_ = RenderTarget::make(
-            spec(width_, height_, GL_RGBA32F, GL_RGB, GL_NEAREST, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT), rebind);
+            TargetLayout::floatColor(width_, height_, GL_RGBA32F, GL_RGB, GL_NEAREST, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT), rebind);
         named["positionTexure"] = position_.tex();
     }
     if (!normal_) {
         // Unsigned normalised on purpose: negative components clamp to 0,
         // and the occlusion is tuned to that.
-        normal_ = RenderTarget::make(spec(width_, height_, GL_RGB, GL_RGB, GL_NEAREST, 0, false, GL_DEPTH_COMPONENT),
+        normal_ = RenderTarget::make(TargetLayout::floatColor(width_, height_, GL_RGB, GL_RGB, GL_NEAREST, 0, false, GL_DEPTH_COMPONENT),
                                      rebind);
         named["normalTexure"] = normal_.tex();
     }
     if (!occlusion_) {
-        occlusion_ = RenderTarget::make(spec(width_, height_, GL_RED, GL_RGB, GL_NEAREST, 0, false, 0), rebind);
+        occlusion_ = RenderTarget::make(TargetLayout::floatColor(width_, height_, GL_RED, GL_RGB, GL_NEAREST, 0, false, 0), rebind);
         named["SSAOTexure"] = occlusion_.tex();
         makeKernelAndNoise();
     }
     if (!blur_) {
-        blur_ = RenderTarget::make(spec(width_, height_, GL_RED, GL_RGB, GL_NEAREST, 0, false, 0), rebind);
+        blur_ = RenderTarget::make(TargetLayout::floatColor(width_, height_, GL_RED, GL_RGB, GL_NEAREST, 0, false, 0), rebind);
         named["blurSSAOTexure"] = blur_.tex();
     }
     if (!scene_) {
         scene_ = RenderTarget::make(
-            spec(width_, height_, GL_RGBA16F, GL_RGBA, GL_LINEAR, GL_CLAMP_TO_BORDER, true, 0), rebind);
+            TargetLayout::floatColor(width_, height_, GL_RGBA16F, GL_RGBA, GL_LINEAR, GL_CLAMP_TO_BORDER, true, 0), rebind);
         named["SSAOsceneTexure"] = scene_.tex();
     }
 }
@@ -145,18 +139,18 @@ void PostProcessor::makeBloomTargets()
 {
     const unsigned rebind = static_cast<unsigned>(owner_->frameBuffer);
     if (!bright_) {
-        bright_ = RenderTarget::make(bloomSpec(width_, height_), rebind);
+        bright_ = RenderTarget::make(bloomLayout(width_, height_), rebind);
         owner_->namedTextures["brightSceneTexure"] = bright_.tex();
     }
     for (int i = 0; i < 8; ++i) {
         if (pyramid_[i])
             continue;
         const int divisor = 1 << (i / 2);
-        pyramid_[i] = RenderTarget::make(bloomSpec(width_ / divisor, height_ / divisor), rebind);
+        pyramid_[i] = RenderTarget::make(bloomLayout(width_ / divisor, height_ / divisor), rebind);
     }
     for (RenderTarget& t : luminance_)
         if (!t)
-            t = RenderTarget::make(bloomSpec(width_, height_), rebind);
+            t = RenderTarget::make(bloomLayout(width_, height_), rebind);
 }
 
 void PostProcessor::prepare()

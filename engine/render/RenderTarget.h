@@ -5,7 +5,7 @@
 namespace Velda {
 
 // How a pass's colour texture and depth buffer are made.
-struct TargetSpec {
+struct TargetLayout {
     int width = 0;
     int height = 0;
     int internalFormat = 0;
@@ -17,7 +17,7 @@ struct TargetSpec {
     unsigned int depthFormat = 0;  // 0: no depth buffer
 
     // A float colour target of the passes.
-    static TargetSpec floatColor(int width, int height, int internalFormat, unsigned int format, int filter,
+    static TargetLayout floatColor(int width, int height, int internalFormat, unsigned int format, int filter,
                                  int wrap, bool border, unsigned int depthFormat);
 };
 
@@ -30,7 +30,7 @@ struct RenderTarget {
     GlName depth;
 
     // Leaves `rebind` bound afterwards (the renderer's frame buffer).
-    static RenderTarget make(const TargetSpec& spec, unsigned int rebind);
+    static RenderTarget make(const TargetLayout& layout, unsigned int rebind);
 
     explicit operator bool() const { return static_cast<bool>(frameBuffer); }
     void reset();

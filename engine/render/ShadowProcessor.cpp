@@ -27,14 +27,14 @@ ShadowProcessor::ShadowProcessor(Context3d* owner)
 void ShadowProcessor::createResources()
 {
     const unsigned rebind = static_cast<unsigned>(owner_->frameBuffer);
-    TargetSpec spec = TargetSpec::floatColor(static_cast<int>(width_), static_cast<int>(height_), GL_RGBA32F, GL_RGBA,
+    TargetLayout layout = TargetLayout::floatColor(static_cast<int>(width_), static_cast<int>(height_), GL_RGBA32F, GL_RGBA,
                                              GL_LINEAR, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT);
-    moment_ = RenderTarget::make(spec, rebind);
-    spec.width = static_cast<int>(width_ / 2);
-    spec.height = static_cast<int>(height_ / 2);
-    spec.wrap = GL_CLAMP_TO_BORDER;
-    spec.border = true;  // outside the map reads as lit
-    reduced_ = RenderTarget::make(spec, rebind);
+    moment_ = RenderTarget::make(layout, rebind);
+    layout.width = static_cast<int>(width_ / 2);
+    layout.height = static_cast<int>(height_ / 2);
+    layout.wrap = GL_CLAMP_TO_BORDER;
+    layout.border = true;  // outside the map reads as lit
+    reduced_ = RenderTarget::make(layout, rebind);
     owner_->namedTextures["depthTex"] = reduced_.tex();
 }
 

@@ -62,14 +62,14 @@ protected:
         camera->lookAt(Vector3(0, 0, 0), Vector3(0, 0, 1));
         camera->setPosition(0, -3, 2);
         sun = createViewerSun(scene);
-        TargetSpec spec;
-        spec.width = kWidth;
-        spec.height = kHeight;
-        spec.internalFormat = GL_RGBA8;
-        spec.format = GL_RGBA;
-        spec.type = GL_UNSIGNED_BYTE;
-        spec.depthFormat = GL_DEPTH24_STENCIL8;
-        target = RenderTarget::make(spec, 0);
+        TargetLayout layout;
+        layout.width = kWidth;
+        layout.height = kHeight;
+        layout.internalFormat = GL_RGBA8;
+        layout.format = GL_RGBA;
+        layout.type = GL_UNSIGNED_BYTE;
+        layout.depthFormat = GL_DEPTH24_STENCIL8;
+        target = RenderTarget::make(layout, 0);
     }
     void TearDown() override
     {
