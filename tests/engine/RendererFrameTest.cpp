@@ -88,8 +88,9 @@ protected:
         manager->load("file://" + Platform::programFolder() + "/SkyResources/img/color.jpg", Callback());
         manager->load("SkyResources/img/color.lt", Callback());
         ASSERT_TRUE(VeldaTest::pumpJobs());
-        if (ready)
+        if (ready) {
             ASSERT_TRUE(manager->isReady());
+        }
         addObject(square(1.5f, 0.0f));
         addObject(square(0.4f, 0.8f));
         scene.extendBounds(AABB3(Vector3(-1.5f, -1.5f, 0.0f), Vector3(1.5f, 1.5f, 0.8f)));

@@ -190,8 +190,4 @@ TEST_F(ListsTest, SliderMappings)
     EXPECT_EQ(ctx->ssaoKernelSize, 64.0f);
     ctx->setSSAOLevel(201);
     EXPECT_NEAR(ctx->ssaoPower, 1.005f, 1e-6f);
-    ctx->setBloomCoefficient(0);
-    EXPECT_EQ(ctx->bloomCoefficient, 0.0f);
-    ctx->setShadowShade(45);
-    EXPECT_FLOAT_EQ(ctx->shadowShade, 0.45f);
 }

@@ -1,7 +1,6 @@
 #include "render/GlName.h"
 #include "render/ShaderManager.h"
 #include "render/ShaderProgram.h"
-#include "render/VertexBufferObject.h"
 #include "scene/Matrix4.h"
 #include "scene/RenderItem.h"
 
@@ -281,43 +280,6 @@ void drawPixelQuad(ShaderProgram* program)
     program->setAttributeArray("a_Vertex", quad, 0, 2, 4);
     program->setAttributeArray("a_UV", quad, 2, 2, 4);
     glDrawArrays(GL_TRIANGLE_FAN, 0, 4);
-}
-
-// flatTex draws a float texture unclamped; its quad comes from one
-// interleaved buffer of (x, y, u, v), so the attribute offsets must land.
-TEST_F(GLTest, FlatTexDrawsATextureIntoAFloatTarget)
-{
-    const int size = 4;
-    std::vector<float> texels(size * size * 4);
-    for (int i = 0; i < size * size; ++i) {
-        texels[4 * i + 0] = 2.0f + static_cast<float>(i);
-        texels[4 * i + 1] = 0.25f * static_cast<float>(i % size);
-        texels[4 * i + 2] = -1.0f;
-        texels[4 * i + 3] = 1.0f;
-    }
-    const Velda::GlName source = floatTexture(size, texels.data());
-    const FloatTarget target(size);
-
-    const float s = static_cast<float>(size);
-    const float quad[] = {0, 0, 0, 1, 0, s, 0, 0, s, s, 1, 0, 0, 0, 0, 1, s, s, 1, 0, s, 0, 1, 1};
-    Velda::VertexBufferObject buffer(4, 6, quad);
-    ShaderManager store(nullptr);
-    ShaderProgram* flat = store.acquireProgram("flatTex", nullptr, nullptr);
-    glUseProgram(flat->program());
-    flat->setMatrix("u_ProjMat", Velda::Matrix4::orthographic(0, s, s, 0, 0.1f, 100.0f));
-    flat->setMatrix("u_WorldMat", Velda::Matrix4());
-    flat->setTexture2D("u_Sampler", source.get(), GL_NEAREST, GL_CLAMP_TO_EDGE);
-    flat->setAttributeBuffer("a_Vertex", &buffer, 0, 2);
-    flat->setAttributeBuffer("a_UV", &buffer, 2, 2);
-    glDrawArrays(GL_TRIANGLES, 0, 6);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
-
-    // The rectangle's top has V = 1, and the target's row 0 is its bottom:
-    // pixel rows and texel rows line up.
-    const std::vector<float> pixels = target.read();
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-    for (size_t i = 0; i < pixels.size(); ++i)
-        ASSERT_NEAR(pixels[i], texels[i], 1e-3) << "pixel " << i / 4 << " component " << i % 4;
 }
 
 TEST_F(GLTest, BrightFilterAndFinalPictureKeepTheirEdges)

@@ -215,117 +215,57 @@ protected:
 
 // --- Command line -----------------------------------------------------------
 
-TEST(RenderOptionsTest, ShortestLineTakesTheDefaults)
+TEST(RenderOptionsTest, DefaultsEveryOptionAndCameraModes)
 {
-    const RenderOptions o = parse({"house", "-o", "out.png"});
-    EXPECT_EQ(o.project, "house");
-    EXPECT_EQ(o.output, "out.png");
-    EXPECT_EQ(wholeNumbers(o), (std::vector<int>{1024, 700, 21, 2, 45, 200, 1}));
-    EXPECT_FALSE(o.hasTimeAngle || o.hasAzimuth || o.white || o.ortho || o.report || o.dial);
-    EXPECT_EQ(o.camera, RenderOptions::CameraMode::Overview);
-    EXPECT_EQ(o.cacheDir, "");
-}
+    const RenderOptions d = parse({"house", "-o", "out.png"});
+    EXPECT_EQ(wholeNumbers(d), (std::vector<int>{1024, 700, 21, 2, 45, 200, 1}));
+    EXPECT_FALSE(d.hasTimeAngle || d.hasAzimuth || d.white || d.ortho || d.report || d.dial);
+    EXPECT_EQ(d.camera, RenderOptions::CameraMode::Overview);
 
-TEST(RenderOptionsTest, EveryOptionIsReadInAnyOrder)
-{
     const RenderOptions o = parse({"--size", "640x480", "--time-angle", "-1.5", "--azimuth", "6.5e-1", "--white",
                                    "--ortho", "--bloom", "0", "--cache", "/tmp/c", "--report", "--shadow-quality", "3",
                                    "--shadow-shade", "100", "--ssao", "300", "--dial", "--frames", "4", "-o", "a.png",
-                                   "http://127.0.0.1:18080/file?pars="});
+                                   "--camera", "1,-2,3.5,0,0,1e-1", "http://127.0.0.1:18080/file?pars="});
     EXPECT_EQ(o.project, "http://127.0.0.1:18080/file?pars=");
     EXPECT_EQ(wholeNumbers(o), (std::vector<int>{640, 480, 0, 3, 100, 300, 4}));
-    EXPECT_TRUE(o.hasTimeAngle);
+    EXPECT_TRUE(o.hasTimeAngle && o.hasAzimuth && o.white && o.ortho && o.report && o.dial);
     EXPECT_FLOAT_EQ(o.timeAngle, -1.5f);
-    EXPECT_TRUE(o.hasAzimuth);
     EXPECT_FLOAT_EQ(o.azimuth, 0.65f);
-    EXPECT_TRUE(o.white && o.ortho && o.report && o.dial);
-    EXPECT_EQ(o.cacheDir, "/tmp/c");
-}
-
-TEST(RenderOptionsTest, CameraModesAndAddresses)
-{
-    EXPECT_EQ(parse({"p", "-o", "x", "--camera", "start"}).camera, RenderOptions::CameraMode::Start);
-    EXPECT_EQ(parse({"p", "-o", "x", "--camera", "overview"}).camera, RenderOptions::CameraMode::Overview);
-    const RenderOptions o = parse({"p", "-o", "x", "--camera", "1,-2,3.5,0,0,1e-1"});
     EXPECT_EQ(o.camera, RenderOptions::CameraMode::Explicit);
-    EXPECT_FLOAT_EQ(o.eye[1], -2);
     EXPECT_FLOAT_EQ(o.eye[2], 3.5f);
     EXPECT_FLOAT_EQ(o.target[2], 0.1f);
-    EXPECT_EQ(parse({"file:///srv/projects/house/", "-o", "x"}).project, "file:///srv/projects/house/");
-    EXPECT_EQ(parse({"1x1", "-o", "x", "--size", "1x16384"}).height, 16384);
+    EXPECT_EQ(parse({"p", "-o", "x", "--camera", "start"}).camera, RenderOptions::CameraMode::Start);
 }
 
 TEST(RenderOptionsTest, BadLinesAreRefusedWithOneLineNamingTheFault)
 {
     const std::vector<std::pair<std::vector<std::string>, std::string>> bad = {
         {{"p", "-o", "x", "--bogus"}, "--bogus"},
-        {{"p", "-o", "x", "-x"}, "-x"},
         {{"p", "-o"}, "-o needs a value"},
-        {{"p", "-o", "x", "--size"}, "--size needs a value"},
         {{"-o", "x"}, "PROJECT"},
         {{"p"}, "-o"},
-        {{"p", "q", "-o", "x"}, "one PROJECT"},
-        {{"", "-o", "x"}, "PROJECT"},
-        {{"p", "-o", ""}, "-o"},
-        {{"p", "-o", "x", "--cache", ""}, "--cache"},
         {{"p", "-o", "x", "--white", "--white"}, "twice"},
-        {{"p", "-o", "x", "-o", "y"}, "twice"},
-        {{"p", "-o", "x", "--size", "1024"}, "--size"},
         {{"p", "-o", "x", "--size", "1024x"}, "--size"},
-        {{"p", "-o", "x", "--size", "x700"}, "--size"},
-        {{"p", "-o", "x", "--size", "0x700"}, "--size"},
-        {{"p", "-o", "x", "--size", "1024x-700"}, "--size"},
-        {{"p", "-o", "x", "--size", "1024x700x2"}, "--size"},
         {{"p", "-o", "x", "--size", "16385x10"}, "--size"},
-        {{"p", "-o", "x", "--size", "1024*700"}, "--size"},
-        {{"p", "-o", "x", "--bloom", "-1"}, "--bloom"},
-        {{"p", "-o", "x", "--bloom", "101"}, "--bloom"},
         {{"p", "-o", "x", "--bloom", "2.5"}, "--bloom"},
-        {{"p", "-o", "x", "--bloom", "20abc"}, "--bloom"},
-        {{"p", "-o", "x", "--bloom", " 20"}, "--bloom"},
         {{"p", "-o", "x", "--bloom", "99999999999999999999"}, "--bloom"},
-        {{"p", "-o", "x", "--shadow-quality", "4"}, "--shadow-quality"},
-        {{"p", "-o", "x", "--shadow-shade", "101"}, "--shadow-shade"},
         {{"p", "-o", "x", "--ssao", "199"}, "--ssao"},
-        {{"p", "-o", "x", "--ssao", "301"}, "--ssao"},
-        {{"p", "-o", "x", "--frames", "0"}, "--frames"},
         {{"p", "-o", "x", "--time-angle", "nan"}, "--time-angle"},
-        {{"p", "-o", "x", "--time-angle", "inf"}, "--time-angle"},
-        {{"p", "-o", "x", "--time-angle", ""}, "--time-angle"},
-        {{"p", "-o", "x", "--azimuth", "1e99"}, "--azimuth"},
-        {{"p", "-o", "x", "--azimuth", "east"}, "--azimuth"},
-        {{"p", "-o", "x", "--camera", "Overview"}, "--camera"},
-        {{"p", "-o", "x", "--camera", "1,2,3"}, "--camera"},
-        {{"p", "-o", "x", "--camera", "1,2,3,4,5,6,7"}, "--camera"},
-        {{"p", "-o", "x", "--camera", "1,2,3,4,5,6,"}, "--camera"},
-        {{"p", "-o", "x", "--camera", "1,2,,4,5,6"}, "--camera"},
         {{"p", "-o", "x", "--camera", "1,2,3,4,5,x"}, "--camera"},
         {{"p", "-o", "x", "--camera", "1,2,3,1,2,3"}, "same point"},
-        {{"ftp://host/pars=", "-o", "x"}, "http://"},
         {{"file://relative/", "-o", "x"}, "file:///"},
         {{"http://host/project", "-o", "x"}, "pars="},
     };
     for (const auto& line : bad) {
-        std::string joined;
-        for (const std::string& a : line.first)
-            joined += "'" + a + "' ";
         try {
             parse(line.first);
-            ADD_FAILURE() << "accepted: " << joined;
+            ADD_FAILURE() << "accepted: " << line.first.back();
         } catch (const std::runtime_error& e) {
             const std::string why = e.what();
-            EXPECT_NE(why.find(line.second), std::string::npos) << joined << "-> " << why;
-            EXPECT_EQ(why.find('\n'), std::string::npos) << joined;
+            EXPECT_NE(why.find(line.second), std::string::npos) << why;
+            EXPECT_EQ(why.find('\n'), std::string::npos) << why;
         }
     }
-}
-
-TEST(RenderOptionsTest, UsageNamesEveryOption)
-{
-    for (const char* option : {"-o", "--size", "--time-angle", "--azimuth", "--white", "--ortho", "--camera", "--bloom",
-                               "--cache", "--report", "--shadow-quality", "--shadow-shade", "--ssao", "--dial",
-                               "--frames"})
-        EXPECT_NE(VeldaRender::usage().find(option), std::string::npos) << option;
 }
 
 // --- Report and PNG -------------------------------------------------------
@@ -333,69 +273,42 @@ TEST(RenderOptionsTest, UsageNamesEveryOption)
 TEST(RenderReportTest, OneJsonLineWithOptionalPartsOnlyWhenSet)
 {
     VeldaRender::RenderReport report;
-    report.objects = 3;
     report.triangles = 5000000000;  // beyond 32 bits
-    report.msFrame = 12.3456;
-    report.peakKiB = VeldaRender::peakMemoryKiB();
-    EXPECT_GT(report.peakKiB, 0);
-    std::string line = VeldaRender::reportJson(report);
-    EXPECT_EQ(line.find('\n'), std::string::npos);
     rapidjson::Document json;
+    std::string line = VeldaRender::reportJson(report);
     ASSERT_FALSE(json.Parse(line.c_str()).HasParseError()) << line;
-    for (const char* key : {"objects", "triangles", "bundles", "textures", "ms_to_index", "ms_to_ready", "ms_frame",
-                            "peak_memory_kib"})
-        EXPECT_TRUE(json.HasMember(key)) << key;
     EXPECT_EQ(json["triangles"].GetInt64(), 5000000000);
-    EXPECT_NEAR(json["ms_frame"].GetDouble(), 12.346, 1e-9);
     EXPECT_FALSE(json.HasMember("shadow_draws") || json.HasMember("pass_ms")) << line;
 
     report.shadowDraws = 7;
-    report.passMs = {{"lighting", 4.5}, {"bloom \"pyramid\"", 1}};
+    report.passMs = {{"bloom \"pyramid\"", 1}};
     report.msToReady = std::nan("");
     line = VeldaRender::reportJson(report);
+    EXPECT_EQ(line.find('\n'), std::string::npos);
     ASSERT_FALSE(json.Parse(line.c_str()).HasParseError()) << line;
     EXPECT_EQ(json["shadow_draws"].GetUint64(), 7u);
     EXPECT_DOUBLE_EQ(json["pass_ms"]["bloom \"pyramid\""].GetDouble(), 1.0);
     EXPECT_TRUE(json["ms_to_ready"].IsNull());
 }
 
-TEST(PngWriterTest, TopRowFirstOpaqueAndTheSameBytesEveryTime)
+TEST(PngWriterTest, TopRowFirstOpaqueAndRefusals)
 {
     TempDir dir;
     const int w = 3, h = 2;
     std::vector<unsigned char> rgba(w * h * 4, 0);
     rgba[0] = 255;  // top left red, with alpha 0 that must not show
     rgba[(w * 1 + 2) * 4 + 2] = 200;  // bottom right blue
-    rgba[(w * 1 + 2) * 4 + 3] = 255;
     VeldaRender::writePng(dir.file("a.png"), w, h, rgba);
-    VeldaRender::writePng(dir.file("b.png"), w, h, rgba);
-    EXPECT_EQ(fileBytes(dir.file("a.png")), fileBytes(dir.file("b.png")));
-
-    FreeImage_Initialise(FALSE);
-    FIBITMAP* image = FreeImage_Load(FIF_PNG, dir.file("a.png").c_str(), 0);
-    ASSERT_NE(image, nullptr);
-    EXPECT_FALSE(FreeImage_IsTransparent(image));
-    FreeImage_Unload(image);
     const Picture p = loadPicture(dir.file("a.png"));
     ASSERT_EQ(p.width, w);
     ASSERT_EQ(p.height, h);
     EXPECT_EQ(p.at(0, 0)[0], 255);
     EXPECT_EQ(p.at(2, 1)[2], 200);
     EXPECT_EQ(p.at(2, 0)[2], 0);
-}
 
-TEST(PngWriterTest, FailuresSayWhy)
-{
-    TempDir dir;
-    const std::vector<unsigned char> rgba(4 * 4 * 4, 9);
-    try {
-        VeldaRender::writePng(dir.file("no/such/folder/a.png"), 4, 4, rgba);
-        ADD_FAILURE() << "wrote into a missing folder";
-    } catch (const std::runtime_error& e) {
-        EXPECT_NE(std::string(e.what()).find("no/such/folder/a.png"), std::string::npos) << e.what();
-    }
-    EXPECT_THROW(VeldaRender::writePng(dir.file("a.png"), 4, 3, rgba), std::runtime_error);
-    EXPECT_FALSE(VeldaTest::exists(dir.file("a.png")));
+    EXPECT_THROW(VeldaRender::writePng(dir.file("no/such/folder/a.png"), w, h, rgba), std::runtime_error);
+    EXPECT_THROW(VeldaRender::writePng(dir.file("b.png"), w, h + 1, rgba), std::runtime_error);
+    EXPECT_FALSE(VeldaTest::exists(dir.file("b.png")));
 }
 
 // --- The program, with no display -------------------------------------------
