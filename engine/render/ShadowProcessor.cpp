@@ -27,7 +27,8 @@ ShadowProcessor::ShadowProcessor(Context3d* owner)
 void ShadowProcessor::createResources()
 {
     const unsigned rebind = static_cast<unsigned>(owner_->frameBuffer);
-    TargetLayout layout = TargetLayout::floatColor(static_cast<int>(width_), static_cast<int>(height_), GL_RGBA32F, GL_RGBA,
+    TargetLayout layout = TargetLayout::floatColor(static_cast<int>(width_), static_cast<int>(height_), GL_RGBA32F,
+                                                   GL_RGBA,
                                              GL_LINEAR, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT);
     moment_ = RenderTarget::make(layout, rebind);
     layout.width = static_cast<int>(width_ / 2);

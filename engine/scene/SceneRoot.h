@@ -42,13 +42,13 @@ public:
     void extendBounds(const AABB3& box);
     AABB3& bounds() { return bounds_; }
 
-    std::vector<Object3D*> getObjects() const { return objects_; }
-    std::vector<Camera*> getCameras() const { return cameras_; }
-    std::vector<SenceBackGround*> getBackgrounds() const { return backgrounds_; }
-    std::vector<StaticMesh*> getStaticMeshes() const { return staticMeshes_; }
-    std::vector<DctLight*> getDctLights() const { return dctLights_; }
-    std::vector<PtLight*> getPtLights() const { return ptLights_; }
-    std::vector<SpotLight*> getSpotLights() const { return spotLights_; }
+    const std::vector<Object3D*>& getObjects() const { return objects_; }
+    const std::vector<Camera*>& getCameras() const { return cameras_; }
+    const std::vector<SenceBackGround*>& getBackgrounds() const { return backgrounds_; }
+    const std::vector<StaticMesh*>& getStaticMeshes() const { return staticMeshes_; }
+    const std::vector<DctLight*>& getDctLights() const { return dctLights_; }
+    const std::vector<PtLight*>& getPtLights() const { return ptLights_; }
+    const std::vector<SpotLight*>& getSpotLights() const { return spotLights_; }
 
     // Deletes every StaticMesh, resets the bounds to zero and rebuilds the
     // object list from cameras and lights; backgrounds stay alive but leave it.

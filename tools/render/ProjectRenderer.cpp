@@ -232,7 +232,6 @@ void ProjectSession::load(const RenderOptions& options, RenderReport& report)
 // or nothing more can arrive.
 void ProjectSession::pump(RenderReport& report, std::chrono::steady_clock::time_point start)
 {
-    ProjectSession& session = *this;
     Velda::JobManager& jobs = Velda::JobManager::instance();
     bool indexSeen = false;
     while (msSince(start) < kLoadLimitSeconds * 1000.0) {
@@ -242,11 +241,11 @@ void ProjectSession::pump(RenderReport& report, std::chrono::steady_clock::time_
         } catch (const std::exception& e) {
             throw std::runtime_error("cannot read an index: " + describe(e));
         }
-        if (!indexSeen && session.loader->indexParsed()) {
+        if (!indexSeen && loader->indexParsed()) {
             indexSeen = true;
             report.msToIndex = msSince(start);
         }
-        if (indexSeen && session.assets->isReady())
+        if (indexSeen && assets->isReady())
             return;
         if (jobs.idle())
             break;  // a file that failed stays missing: draw what is there
@@ -259,14 +258,13 @@ void ProjectSession::pump(RenderReport& report, std::chrono::steady_clock::time_
 
 void ProjectSession::apply(const RenderOptions& options)
 {
-    ProjectSession& session = *this;
-    Velda::Context3d& ctx = *session.context;
+    Velda::Context3d& ctx = *context;
     ctx.viewportWidth = options.width;
     ctx.viewportHeight = options.height;
     ctx.whiteModel = options.white;
     ctx.variantsDirty = true;
     ctx.setBloomCoefficient(options.bloom);
-    ctx.setShadowQuality(options.shadowQuality, session.sun);
+    ctx.setShadowQuality(options.shadowQuality, sun);
     ctx.setShadowShade(options.shadowShade);
     ctx.setSSAOLevel(options.ssao);
     // Where the viewer's dial sits in its overlay: 20 and 16 pixels from
@@ -274,16 +272,15 @@ void ProjectSession::apply(const RenderOptions& options)
     ctx.dialMarginX = 20.0f;
     ctx.dialMarginY = 16.0f;
 
-    Velda::Camera& camera = *session.camera;
-    camera.setViewport(0.0f, 0.0f, static_cast<float>(options.width), static_cast<float>(options.height));
-    camera.setProjectionType(options.ortho ? Velda::Camera::kOrthographic : Velda::Camera::kPerspective);
-    placeCamera(camera, options, *session.scene);
+    camera->setViewport(0.0f, 0.0f, static_cast<float>(options.width), static_cast<float>(options.height));
+    camera->setProjectionType(options.ortho ? Velda::Camera::kOrthographic : Velda::Camera::kPerspective);
+    placeCamera(*camera, options, *scene);
 
     // The sun turns as the viewer's dial turns it, from its two angles.
     ctx.timeAngle = options.hasTimeAngle ? options.timeAngle : kStartTimeAngle;
     ctx.azimuthAngle = options.hasAzimuth ? options.azimuth : kStartAzimuth;
-    dial.turnByAzimuth(ctx.azimuthAngle, session.scene->bounds(), *session.sun);
-    dial.turnByTime(ctx.timeAngle, session.scene->bounds(), *session.sun);
+    dial.turnByAzimuth(ctx.azimuthAngle, scene->bounds(), *sun);
+    dial.turnByTime(ctx.timeAngle, scene->bounds(), *sun);
 }
 
 void ProjectSession::turnSun(float timeAngle)
