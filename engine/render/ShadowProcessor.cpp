@@ -27,12 +27,13 @@ ShadowProcessor::ShadowProcessor(Context3d* owner)
 void ShadowProcessor::createResources()
 {
     const unsigned rebind = static_cast<unsigned>(owner_->frameBuffer);
-    TargetLayout layout = TargetLayout::floatColor(static_cast<int>(width_), static_cast<int>(height_), GL_RGBA32F,
-                                                   GL_RGBA,
-                                             GL_LINEAR, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT);
+    const int w = static_cast<int>(width_);
+    const int h = static_cast<int>(height_);
+    TargetLayout layout =
+        TargetLayout::floatColor(w, h, GL_RGBA32F, GL_RGBA, GL_LINEAR, GL_CLAMP_TO_EDGE, false, GL_DEPTH_COMPONENT);
     moment_ = RenderTarget::make(layout, rebind);
-    layout.width = static_cast<int>(width_ / 2);
-    layout.height = static_cast<int>(height_ / 2);
+    layout.width = w / 2;
+    layout.height = h / 2;
     layout.wrap = GL_CLAMP_TO_BORDER;
     layout.border = true;  // outside the map reads as lit
     reduced_ = RenderTarget::make(layout, rebind);
