@@ -294,10 +294,7 @@ void WidgetThumbnail::_switchCameraContext(bool)
         live->setProjectionType(view.getProjectionType());
 
     ViewTransition flight;
-    flight.startPosition = live->getPosition();
-    flight.startTarget = hub->orbitPivot();
-    flight.endPosition = view.getPosition();
-    flight.endTarget = target();
+    flight.route = {live->getPosition(), hub->orbitPivot(), view.getPosition(), target()};
     flight.startFov = live->getFov() * kDegrees;
     flight.endFov = view.getFov() * kDegrees;
     if (float* angles = emit fetchRadValue()) {
@@ -309,7 +306,7 @@ void WidgetThumbnail::_switchCameraContext(bool)
     flight.endTr = tr();
     flight.thumbnail = this;
     transition_ = QtConcurrent::run([flight]() { flight.run(); });
-    hub->setOrbitPivot(flight.endTarget);
+    hub->setOrbitPivot(flight.route.endTarget);
 }
 
 void WidgetThumbnail::deleteThumbnailConfirm(bool)
