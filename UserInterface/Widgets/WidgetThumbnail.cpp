@@ -5,13 +5,11 @@
 #include "UserInterface/Widgets/ViewTransition.h"
 #include "UserInterface/Widgets/WidgetMessageBox.h"
 #include "formats/TextHelpers.h"
-#include "jobs/FileHelpers.h"
 #include "service/SavedViews.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QCursor>
-#include <QFileDialog>
 #include <QFrame>
 #include <QMenu>
 #include <QMouseEvent>
@@ -189,10 +187,7 @@ void WidgetThumbnail::saveThumbnailScript(bool)
 
 void WidgetThumbnail::saveThumbnailScript()
 {
-    const QString name =
-        QFileDialog::getSaveFileName(dialogParent(this), tr("Save File"), QString(), "3ds Max Script (*.ms)");
-    if (!name.isEmpty())
-        Velda::writeTextFile(name.toStdString(), viewScriptLine(this));
+    saveScriptAs(this, [this]() { return viewScriptLine(this); });
 }
 
 void WidgetThumbnail::mousePressEvent(QMouseEvent* event)
