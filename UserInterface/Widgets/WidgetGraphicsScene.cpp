@@ -228,16 +228,8 @@ void WidgetGraphicsScene::grabCurrentFrame(QWidget* widget)
     if (!thumbnail)
         return;
     const QImage picture = grabFramePicture();
-    if (picture.isNull())
-        return;
-    GraphicsContext* hub = GraphicsContext::instance();
-    thumbnail->setPicture(picture);
-    thumbnail->setCamera(*hub->camera());
-    thumbnail->setTarget(hub->orbitPivot());
-    // Selected with the flag down: the click starts no flight.
-    thumbnail->setHasImage(false);
-    thumbnail->click();
-    thumbnail->setHasImage(true);
+    if (!picture.isNull())
+        thumbnail->storeView(picture);
 }
 
 void WidgetGraphicsScene::takeDelta(const QPointF& position)

@@ -93,6 +93,18 @@ void WidgetThumbnail::setPicture(const QImage& picture)
     setIcon(QIcon(QPixmap::fromImage(picture)));
 }
 
+void WidgetThumbnail::storeView(const QImage& picture)
+{
+    GraphicsContext* hub = GraphicsContext::instance();
+    setPicture(picture);
+    setCamera(*hub->camera());
+    setTarget(hub->orbitPivot());
+    // Selected with the flag down: the click starts no flight.
+    setHasImage(false);
+    click();
+    setHasImage(true);
+}
+
 bool WidgetThumbnail::beginTransition()
 {
     bool idle = false;

@@ -61,6 +61,8 @@ public:
     QImage picture() const override { return locked(picture_); }
     void setPicture(const QImage& picture) override;
 
+    // The present view with its picture: the live camera and pivot; selected.
+    void storeView(const QImage& picture);
     // Back to an empty place: the mask, a default camera, no user or time;
     // changed, since the service still holds what was here.
     void reset();

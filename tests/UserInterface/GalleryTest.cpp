@@ -76,23 +76,16 @@ void saveAsNext(const std::string& path)
     });
 }
 
-// The overlay as the scene holds it, shown, with the scene's part of taking
-// a view played by a picture of the given colour, stored as the scene does.
+// The overlay as the scene holds it, shown; the scene's grab of the frame
+// is played by a picture of the given colour.
 struct Overlay {
     WidgetUIWrapper wrapper;
     QRgb colour = qRgb(120, 40, 40);
 
     Overlay()
     {
-        QObject::connect(&wrapper, &WidgetUIWrapper::screenShot, [this](QWidget* widget) {
-            auto* view = qobject_cast<WidgetThumbnail*>(widget);
-            GraphicsContext* hub = GraphicsContext::instance();
-            view->setPicture(viewPicture(colour));
-            view->setCamera(*hub->camera());
-            view->setTarget(hub->orbitPivot());
-            view->setHasImage(false);
-            view->click();
-            view->setHasImage(true);
+        QObject::connect(&wrapper, &WidgetUIWrapper::screenShot, [this](QWidget* view) {
+            qobject_cast<WidgetThumbnail*>(view)->storeView(viewPicture(colour));
         });
         wrapper.resize(1024, 672);
         wrapper.show();
