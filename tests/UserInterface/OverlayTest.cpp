@@ -1,10 +1,8 @@
 // The overlay: the mini map's pivot marker and flight; the sun dial's hit
-// tests and dragging; the setting panel's sliders and the menu's switches,
-// keys and slide; Escape and the client poll of the exit flow; the progress
-// bar.
+// tests and dragging; the setting panel's sliders and the menu's switches
+// and keys; Escape in a dialog and the client poll of the exit flow.
 #include "UserInterface/Widgets/WidgetEnvironmentControl.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
-#include "UserInterface/Widgets/WidgetProgressBar.h"
 #include "UserInterface/Widgets/WidgetSettingMenu.h"
 #include "UserInterface/Widgets/WidgetSettingPanel.h"
 #include "UserInterface/Widgets/WidgetUIWrapper.h"
@@ -16,7 +14,6 @@
 #include "GLHarness.h"
 #include "ViewerTestSupport.h"
 
-#include <QProgressBar>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QThreadPool>
@@ -38,10 +35,7 @@ QPointF onDial(float angle, float radius, QPointF centre = QPointF(67, 67))
     return centre + QPointF(radius * std::sin(angle), -radius * std::cos(angle));
 }
 
-void extendScene()
-{
-    GraphicsContext::instance()->scene()->extendBounds(Velda::AABB3(Vector3(-2, -1, 0), Vector3(2, 1, 1)));
-}
+const Velda::AABB3 kHouse(Vector3(-2, -1, 0), Vector3(2, 1, 1));
 
 std::string lastInfo(const QSignalSpy& spy)
 {
@@ -65,7 +59,7 @@ private slots:
     {
         GraphicsContext* hub = GraphicsContext::instance();
         WidgetMiniMap map;
-        extendScene();
+        hub->scene()->extendBounds(kHouse);
         map.frameCamera();
         const Vector3 start = hub->camera()->getPosition();
         QCOMPARE(map.marker()->pos(), QPoint(53, 33));
@@ -96,28 +90,21 @@ private slots:
         WidgetEnvironmentControl dial;
         dial.setFixedSize(134, 134);
         const float lr = dial.lr(), tr = dial.tr();
-        // {angle, radius, over the inner handle, over the outer one}
         const struct {
             float angle, radius;
             bool inner, outer;
-        } points[] = {{lr, 26.0f, true, false},         {lr + 0.25f, 36.0f, true, false},
-                      {lr, 37.5f, false, false},        {lr + 0.35f, 26.0f, false, false},
-                      {tr, 52.0f, false, true},         {tr - 0.15f, 43.0f, false, true},
-                      {tr, 63.0f, false, false},        {tr + 0.25f, 52.0f, false, false}};
+        } points[] = {{lr, 26.0f, true, false},  {lr + 0.25f, 36.0f, true, false}, {lr, 37.5f, false, false},
+                      {lr + 0.35f, 26.0f, false, false}, {tr, 52.0f, false, true}, {tr - 0.15f, 43.0f, false, true},
+                      {tr, 63.0f, false, false}, {tr + 0.25f, 52.0f, false, false}};
+        // Hovering lights the handle in the renderer's overlay.
+        Velda::Context3d* context3d = GraphicsContext::instance()->context3d();
         for (const auto& p : points) {
             QCOMPARE(dial.overLrHandle(onDial(p.angle, p.radius)), p.inner);
             QCOMPARE(dial.overTrHandle(onDial(p.angle, p.radius)), p.outer);
+            sendMouse(&dial, QEvent::MouseMove, onDial(p.angle, p.radius), Qt::NoButton);
+            QVERIFY(context3d->innerDialHot == p.inner && context3d->outerDialHot == p.outer);
         }
         QVERIFY(std::abs(WidgetEnvironmentControl::angleOf(QPointF(57, 67), QPointF(67, 67)) - 4.712389f) < 1e-5f);
-
-        // Hovering lights the handle in the renderer's overlay.
-        Velda::Context3d* context3d = GraphicsContext::instance()->context3d();
-        sendMouse(&dial, QEvent::MouseMove, onDial(tr, 52.0f), Qt::NoButton);
-        QVERIFY(context3d->outerDialHot && !context3d->innerDialHot);
-        sendMouse(&dial, QEvent::MouseMove, onDial(lr, 26.0f), Qt::NoButton);
-        QVERIFY(context3d->innerDialHot && !context3d->outerDialHot);
-        sendMouse(&dial, QEvent::MouseMove, QPointF(67, 67), Qt::NoButton);
-        QVERIFY(!context3d->innerDialHot && !context3d->outerDialHot);
 
         // A press beside both handles starts nothing and stays on the dial.
         QVERIFY(sendMouse(&dial, QEvent::MouseButtonPress, QPointF(67, 67), Qt::LeftButton));
@@ -129,7 +116,7 @@ private slots:
     void draggingTheInnerHandlePastTheTopWrapsWithoutAJumpOfTheSun()
     {
         GraphicsContext* hub = GraphicsContext::instance();
-        extendScene();
+        hub->scene()->extendBounds(kHouse);
         WidgetEnvironmentControl dial;
         dial.setFixedSize(134, 134);
         dial.setLr(6.1f);
@@ -233,21 +220,6 @@ private slots:
         GraphicsContext::destroyInstance();  // the manager goes while GL is there
     }
 
-    void theStripSlidesOutToItsExpandButtonAndBack()
-    {
-        WidgetSettingMenu menu;
-        menu.setFixedSize(280, 50);
-        menu.move(10, 10);
-        button(&menu, "Shrink")->click();
-        QVERIFY(button(&menu, "Shrink")->isHidden() && !button(&menu, "Expand")->isHidden());
-        QTRY_COMPARE(menu.pos(), QPoint(-230, 10));
-        // The panel can't open from a strip that is pushed out.
-        QVERIFY(!button(&menu, "Setting")->isEnabled());
-        button(&menu, "Expand")->click();
-        QTRY_COMPARE(menu.x(), 5);
-        QVERIFY(button(&menu, "Setting")->isEnabled() && button(&menu, "Expand")->isHidden());
-    }
-
     void escapeInADialogIsTheDialogsAndAGoneClientClosesTheViewer()
     {
         WidgetUIWrapper wrapper;
@@ -272,24 +244,6 @@ private slots:
         VeldaTest::writeSession(0);
         QMetaObject::invokeMethod(&wrapper, "_checkQemClient");
         QVERIFY(window.closed);
-    }
-
-    void progressBarNeverLeavesTheFinishedState()
-    {
-        WidgetProgressBar bar;
-        QLabel* status = bar.findChild<QLabel*>("StatusInfo");
-        QProgressBar* inner = bar.findChild<QProgressBar*>("InnerProgressBar");
-        QFrame* logo = bar.findChild<QFrame*>("FinishedLogo");
-        bar.setValue(0);
-        QCOMPARE(status->text(), QString("下载索引..."));
-        bar.setValue(42);
-        QCOMPARE(status->text(), QString("加载资源..."));
-        QCOMPARE(inner->value(), 42);
-        QVERIFY(logo->isHidden());
-        for (int value : {100, 30}) {
-            bar.setValue(value);
-            QVERIFY(inner->isHidden() && status->isHidden() && !logo->isHidden());
-        }
     }
 };
 

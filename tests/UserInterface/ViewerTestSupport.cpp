@@ -18,7 +18,7 @@ void writeSession(int state)
     Velda::writeTextFile(g_folder->file("session.json"),
                          "{\"ready\": true, \"state\": " + std::to_string(state) +
                              ", \"projectid\": 7, \"qemid\": 1001, \"username\": \"张三\", \"sign\": \"sign-1\", "
-                             "\"msghandle\": " + std::to_string(kClientHandle) + "}");
+                             "\"msghandle\": 4242}");
 }
 
 int runViewerTest(QObject* test, int argc, char** argv)

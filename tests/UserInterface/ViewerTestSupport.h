@@ -21,9 +21,6 @@
 
 namespace VeldaTest {
 
-// The message handle of the companion client in the session file.
-const int kClientHandle = 4242;
-
 // Runs the QtTest object with the viewer's application object, in a private
 // application data folder and signed in through a session file that the
 // sign module reads; no service unless a test starts one (the gallery's

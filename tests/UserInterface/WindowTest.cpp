@@ -1,5 +1,5 @@
 // The main window and its central view: the drag strip, the size states and
-// the F cycle, the title and the feedback message; the camera under the
+// the F cycle; the camera under the
 // keys and the mouse, where the overlay does not take the mouse first; the
 // theme's resources, its selectors against the window's widgets, and the
 // font chain that must render Chinese on this system.
@@ -9,7 +9,6 @@
 #include "UserInterface/Widgets/WidgetMainCentralView.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
 #include "UserInterface/Widgets/WidgetUIWrapper.h"
-#include "service/ClientMessage.h"
 
 #include "ViewerTestSupport.h"
 
@@ -26,9 +25,6 @@
 
 #include <cmath>
 #include <memory>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 using namespace VeldaClient;
 using Velda::Vector3;
@@ -48,10 +44,9 @@ std::unique_ptr<FormMain> shownForm()
     return form;
 }
 
-Vector3 rounded(const Vector3& v)
+bool near(const Vector3& a, const Vector3& b)
 {
-    auto round = [](float f) { return std::round(f * 10000.0f) / 10000.0f; };
-    return Vector3(round(v.x), round(v.y), round(v.z));
+    return (a - b).length() < 1e-4f;
 }
 
 Vector3 axis(Velda::Camera* camera, int i)
@@ -184,46 +179,15 @@ private slots:
         QCOMPARE(camera->getPosition(), Vector3(0.0f, -4.0f, 2.0f));
         // A step is 0.03 of the height, along the ground; the pivot goes along.
         QTest::keyClick(&probe, Qt::Key_W);
-        QCOMPARE(rounded(camera->getPosition()), rounded(Vector3(0.0f, -3.94f, 2.0f)));
-        QCOMPARE(rounded(hub->orbitPivot()), rounded(Vector3(0.0f, 0.06f, 0.0f)));
+        QVERIFY(near(camera->getPosition(), Vector3(0.0f, -3.94f, 2.0f)));
+        QVERIFY(near(hub->orbitPivot(), Vector3(0.0f, 0.06f, 0.0f)));
         QTest::keyClick(&probe, Qt::Key_Left);
-        QCOMPARE(rounded(camera->getPosition()), rounded(Vector3(-0.06f, -3.94f, 2.0f)));
+        QVERIFY(near(camera->getPosition(), Vector3(-0.06f, -3.94f, 2.0f)));
         QTest::keyClick(&probe, Qt::Key_S);
         QTest::keyClick(&probe, Qt::Key_D);
-        QCOMPARE(rounded(camera->getPosition()), rounded(Vector3(0.0f, -4.0f, 2.0f)));
-        QCOMPARE(rounded(hub->orbitPivot()), Vector3(0, 0, 0));
+        QVERIFY(near(camera->getPosition(), Vector3(0.0f, -4.0f, 2.0f)));
+        QVERIFY(near(hub->orbitPivot(), Vector3(0, 0, 0)));
         QCOMPARE(probe.presses, 0);
-    }
-
-    void theTitleNamesTheProjectAndFeedbackGoesToTheClient()
-    {
-        ProjectInfo* info = GraphicsContext::instance()->projectInfo();
-        info->projectname = "住宅";
-        info->groupname = "设计组";
-        info->groupid = "g-12";
-        std::unique_ptr<FormMain> form = shownForm();
-        QStringList titles;
-        for (QLabel* label : form->findChildren<QLabel*>())
-            if (label->property("FormTitle").toBool())
-                titles << label->text();
-        QCOMPARE(titles, QStringList({"住宅 - 设计组(g-12) - 岚洲三维浏览器"}));
-
-        // The feedback button posts 5069, 5, 0 to the client's socket.
-        const std::string path = clientSocketPath(VeldaTest::kClientHandle);
-        ::unlink(path.c_str());
-        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-        QCOMPARE(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        form->findChild<QPushButton*>("Feedback")->click();
-        char text[64] = {};
-        timeval wait{2, 0};
-        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-        const ssize_t n = recv(fd, text, sizeof text - 1, 0);
-        ::close(fd);
-        ::unlink(path.c_str());
-        QCOMPARE(std::string(text, n > 0 ? static_cast<size_t>(n) : 0), std::string("5069 5 0"));
     }
 
     void aPressTakenByAnOverlayWidgetMovesNothing()
@@ -275,7 +239,7 @@ private slots:
         const Vector3 moved = camera->getPosition() - Vector3(0.0f, -4.0f, 2.0f);
         QVERIFY(moved.length() > 0.01f);
         QCOMPARE(moved.z, 0.0f);
-        QVERIFY((hub->orbitPivot() - moved).length() < 1e-5f);
+        QVERIFY(near(hub->orbitPivot(), moved));
 
         const Vector3 pivot = hub->orbitPivot();
         const Vector3 position = camera->getPosition();
@@ -284,7 +248,7 @@ private slots:
         const Vector3 pivotShift = hub->orbitPivot() - pivot;
         QVERIFY(std::abs(shift.z) > 0.01f);
         QCOMPARE(pivotShift.z, 0.0f);
-        QVERIFY((Vector3(shift.x, shift.y, 0.0f) - pivotShift).length() < 1e-5f);
+        QVERIFY(near(Vector3(shift.x, shift.y, 0.0f), pivotShift));
 
         // Left and right at once: the pan reads the position the orbit has
         // already taken, so only the orbit moves.
@@ -301,12 +265,12 @@ private slots:
         const float fov = camera->getFov();
         driver.wheel(120, Qt::NoModifier);
         QVERIFY((camera->getOrthoBounds() - Velda::Vector4(-0.6f, 0.6f, -0.45f, 0.45f)).length() < 1e-6f);
-        QVERIFY((camera->getPosition() - Vector3(0.0f, -3.6f, 1.8f)).length() < 1e-5f);
+        QVERIFY(near(camera->getPosition(), Vector3(0.0f, -3.6f, 1.8f)));
         QCOMPARE(hub->orbitPivot(), Vector3(0, 0, 0));
         QCOMPARE(camera->getFov(), fov);
         driver.wheel(-120, Qt::NoModifier);
         QVERIFY((camera->getOrthoBounds() - Velda::Vector4(-0.75f, 0.75f, -0.5625f, 0.5625f)).length() < 1e-6f);
-        QVERIFY((camera->getPosition() - Vector3(0.0f, -3.96f, 1.98f)).length() < 1e-5f);
+        QVERIFY(near(camera->getPosition(), Vector3(0.0f, -3.96f, 1.98f)));
 
         // With Control: one degree of field of view, nothing else.
         const Vector3 position = camera->getPosition();

@@ -66,11 +66,6 @@ std::string member(ViewerSession& session, const std::string& path, const char* 
     return d.IsObject() && d.HasMember(name) ? d[name].GetString() : std::string();
 }
 
-std::string md5Hex(const std::string& bytes)
-{
-    return QCryptographicHash::hash(QByteArray::fromStdString(bytes), QCryptographicHash::Md5).toHex().toStdString();
-}
-
 rapidjson::Document parse(const std::string& text)
 {
     rapidjson::Document d;
@@ -146,6 +141,10 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     };
     auto record = [&]() { return member(session, "/project/get3drecordinfo.action", "recordinfo"); };
     auto uploads = [&]() { return session.requests("PUT /storage/put"); };
+    // The screen once place `number` is the selected one.
+    auto selecting = [&](int number, const std::string& name) {
+        return once(session, [number](const QImage& shot) { return selected(shot, number); }, name);
+    };
 
     // Step back out of the house, a wheel step a second.
     const std::string cx = std::to_string(r.x() + 600), cy = std::to_string(r.y() + 330);
@@ -175,7 +174,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
 
     // View 1: its thumbnail appears in place 1.
     ASSERT_EQ(key("space"), 0);
-    const QImage first = once(session, [](const QImage& shot) { return selected(shot, 1); }, "view1");
+    const QImage first = selecting(1, "view1");
     ASSERT_FALSE(first.isNull()) << "no thumbnail in place 1";
 
     // The dial dragged round to the left of the night.
@@ -183,7 +182,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
 
     // View 2, then Ctrl+S.
     ASSERT_EQ(key("space"), 0);
-    const QImage second = once(session, [](const QImage& shot) { return selected(shot, 2); }, "view2");
+    const QImage second = selecting(2, "view2");
     ASSERT_FALSE(second.isNull()) << "no thumbnail in place 2";
     ASSERT_EQ(key("ctrl+s"), 0);
     ASSERT_TRUE(saved(1)) << "no save reached the service";
@@ -199,7 +198,8 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
         const std::string img = view["img"].GetString();
         ASSERT_EQ(img.size(), 36u) << img;
         const std::string png = get(session, "/project/downshoticon.action?path=" + img);
-        EXPECT_EQ(md5Hex(png) + ".png", img) << "the stored MD5 is not the picture's";
+        const QByteArray md5 = QCryptographicHash::hash(QByteArray::fromStdString(png), QCryptographicHash::Md5);
+        EXPECT_EQ(md5.toHex().toStdString() + ".png", img) << "the stored MD5 is not the picture's";
         EXPECT_EQ(QImage::fromData(QByteArray::fromStdString(png), "PNG").size(), QSize(120, 80));
     }
     EXPECT_EQ(uploads(), 2);
@@ -233,7 +233,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     EXPECT_GT(meanDifference(first.copy(thumbnailInside(2)), reopened.copy(thumbnailInside(2))), 4.0)
         << "thumbnail 2 did not come back";
     ASSERT_EQ(key("1"), 0);
-    const QImage flown = once(session, [](const QImage& shot) { return selected(shot, 1); }, "flown");
+    const QImage flown = selecting(1, "flown");
     ASSERT_FALSE(flown.isNull()) << "key 1 moved nothing";
     const double arrived = meanDifference(first.copy(kPicture), flown.copy(kPicture));
     const double away = meanDifference(first.copy(kPicture), reopened.copy(kPicture));
@@ -266,7 +266,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     // A new view in place 2, then Escape: the question, and yes saves it
     // before the window closes.
     ASSERT_EQ(key("space"), 0);
-    ASSERT_FALSE(once(session, [](const QImage& shot) { return selected(shot, 2); }, "retaken").isNull());
+    ASSERT_FALSE(selecting(2, "retaken").isNull());
     ASSERT_EQ(key("Escape"), 0);
     ASSERT_TRUE(waitUntil([]() { return !questionWindow().empty(); }, 10000)) << "no question on closing";
     ASSERT_EQ(answerYes(), 0);

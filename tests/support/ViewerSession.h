@@ -56,7 +56,7 @@ private:
     ServiceHarness service_;
     ScopedEnv appData_;
     ScopedEnv session_;
-    std::unique_ptr<ScopedEnv> serviceEnv_;
+    ScopedEnv serviceEnv_;
     std::unique_ptr<BackgroundProcess> viewer_;
     std::string windowId_;
     QRect window_;
