@@ -99,8 +99,7 @@ void answerNextBox(std::function<void(VeldaClient::WidgetMessageBox*)> answer, Q
 // An answer for answerNextBox: a click on "YesConfirm" or "NoConfirm".
 std::function<void(VeldaClient::WidgetMessageBox*)> press(const char* button);
 
-// A picture as the scene grabs one: 120 by 80, with a diagonal so that two
-// colours never give the same PNG.
+// A picture as the scene grabs one, 120 by 80, of one colour.
 QImage viewPicture(QRgb colour);
 Velda::Camera cameraAt(const Velda::Vector3& position, const Velda::Vector3& target, float fovDegrees = 60.0f);
 // Fills a place as taking a view does, by 张三 (1001) at 2026-11-22 09:15.
