@@ -45,12 +45,10 @@ void GraphicsContext::destroyInstance()
 
 GraphicsContext::GraphicsContext()
 {
-    initializing_ = true;
     scene_.reset(new Velda::SceneRoot());
     context3d_ = Velda::Context3d::instance();
 
     camera_ = Velda::createViewerCamera(*scene_);
-    rotationSpeed_ = 0.0045f;
     spotLight_ = Velda::createViewerSun(*scene_);
     initializing_ = false;
 }

@@ -91,7 +91,7 @@ private:
     Velda::SpotLight* spotLight_ = nullptr;  // made by and kept in the scene
     Velda::Context3d* context3d_ = nullptr;
     std::unique_ptr<ProjectLoader> loader_;
-    float rotationSpeed_ = 0.01f;
+    float rotationSpeed_ = 0.0045f;
     Velda::Vector3 orbitPivot_;
     Velda::Vector3 worldUp_{0, 0, 1};
     Velda::Vector3 worldRight_{1, 0, 0};

@@ -31,21 +31,11 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 130' INT TERM
 
-source "$(dirname "${BASH_SOURCE[0]}")/wait-for.sh"
-
-DATA="$WORK/data"
-"$BIN/velda-service" init --data "$DATA" > /dev/null
-"$BIN/velda-service" user --data "$DATA" --qemid 1001 --name "张三" --sign demo-sign
-"$BIN/velda-service" project --data "$DATA" --id 7 --folder "$BUILD/samples/fzk-haus" --name "FZK Haus" \
-  --group "示例" --groupid demo --uploader "张三" --uploaderqemid 1001 --uploadtime "$(date '+%Y-%m-%d %H:%M')"
-"$BIN/velda-service" serve --data "$DATA" --port 0 --quiet > "$WORK/serve.out" &
-PIDS+=($!)
-wait_for 20 grep -qs "^listening on " "$WORK/serve.out" || { echo "demo: velda-service did not start" >&2; exit 1; }
+source "$(dirname "${BASH_SOURCE[0]}")/local-service.sh"
 
 export APPDATA="$WORK/appdata" QEM_SESSION="$WORK/session.json"
-QEM_SERVICE_URL="$(sed -n 's/^listening on //p' "$WORK/serve.out")"
-export QEM_SERVICE_URL
-"$BIN/qem-client" login --project 7 --user 1001 --name "张三" --sign demo-sign
+serve_project "$BIN" "$WORK/data" demo-sign "$BUILD/samples/fzk-haus" --name "FZK Haus" --group "示例" \
+  --groupid demo --uploader "张三" --uploaderqemid 1001 --uploadtime "$(date '+%Y-%m-%d %H:%M')" || exit 1
 
 if [ -n "${DISPLAY:-}" ] && xdpyinfo > /dev/null 2>&1; then
   echo "demo: the viewer opens on $DISPLAY; close it (or press Escape) to end the demo"

@@ -267,8 +267,6 @@ void restoreView(SavedViewSlot* view, const std::string& json)
         const QString localFile = QString::fromStdString(local);
         view->setPicture(QImage(localFile));
         view->setMd5(WebService::fileMd5Hex(local));
-        view->setHasImage(true);
-        view->setChanged(false);
         if (!local.empty())
             QFile::remove(localFile);
         view->setImg(img);

@@ -59,7 +59,6 @@ void FormMain::maxSizeApplication()
     updateGeometry();
     fullScreen = false;
     maxSize = true;
-    normalSize = false;
 }
 
 void FormMain::fullScreenApplication()
@@ -68,7 +67,6 @@ void FormMain::fullScreenApplication()
     updateGeometry();
     // Max size stays as it was: from maximum, a further F stays in full screen.
     fullScreen = true;
-    normalSize = false;
 }
 
 void FormMain::normalSizeApplication()
@@ -77,7 +75,6 @@ void FormMain::normalSizeApplication()
     updateGeometry();
     fullScreen = false;
     maxSize = false;
-    normalSize = true;
 }
 
 bool FormMain::isFullScreen()
@@ -92,7 +89,7 @@ bool FormMain::isMaxSize()
 
 bool FormMain::isNormalSize()
 {
-    return normalSize;
+    return !fullScreen && !maxSize;
 }
 
 void FormMain::mousePressEvent(QMouseEvent* event)

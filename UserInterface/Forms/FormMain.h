@@ -41,9 +41,9 @@ private:
     const int normalHeight = 700;
     int normalX = 0;
     int normalY = 0;
+    // Normal size is neither of them.
     bool fullScreen = false;
     bool maxSize = false;
-    bool normalSize = true;
     WidgetMainCentralView* centralView_ = nullptr;
 };
 

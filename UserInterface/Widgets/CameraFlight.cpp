@@ -7,7 +7,7 @@
 
 namespace VeldaClient {
 
-void CameraFlight::run() const
+void CameraFlight::run(const std::function<bool()>& going, const std::function<void(int)>& stepped) const
 {
     GraphicsContext* hub = GraphicsContext::instance();
     Velda::Camera* camera = hub->camera();
@@ -15,13 +15,15 @@ void CameraFlight::run() const
     const Velda::Vector3 targetStep = (endTarget - startTarget) / 100.0f;
     Velda::Vector3 position = startPosition;
     Velda::Vector3 target = startTarget;
-    for (int i = 0; i < kSteps; ++i) {
+    for (int i = 0; i < kSteps && (!going || going()); ++i) {
         position += positionStep;
         target += targetStep;
         camera->setPosition(position);
         camera->lookAt(target, hub->worldUp());
         // lookAt marks nothing stale; setting the position again does.
         camera->setPosition(position);
+        if (stepped)
+            stepped(i);
         QThread::msleep(kStepMilliseconds);
     }
 }

@@ -2,6 +2,8 @@
 
 #include "scene/Vector.h"
 
+#include <functional>
+
 namespace VeldaClient {
 
 // A half-second flight of the main camera: 100 steps of 5 ms from one
@@ -17,7 +19,9 @@ struct CameraFlight {
     static const int kSteps = 100;
     static const int kStepMilliseconds = 5;
 
-    void run() const;
+    // `going` is asked before each step and ends the flight early when it
+    // answers false; `stepped` is told each step's index after the camera moved.
+    void run(const std::function<bool()>& going = {}, const std::function<void(int)>& stepped = {}) const;
 };
 
 } // namespace VeldaClient

@@ -47,11 +47,9 @@ void WidgetEnvironmentControl::setTr(float angle)
 
 void WidgetEnvironmentControl::setPosition(float w, float h)
 {
-    marginX = w - x() - 134.0f;
-    marginY = h - y() - 134.0f;
     Velda::Context3d* context3d = GraphicsContext::instance()->context3d();
-    context3d->dialMarginX = marginX;
-    context3d->dialMarginY = marginY;
+    context3d->dialMarginX = w - x() - 134.0f;
+    context3d->dialMarginY = h - y() - 134.0f;
 }
 
 float WidgetEnvironmentControl::angleOf(const QPointF& point, const QPointF& centre)

@@ -44,8 +44,6 @@ private:
     QPointF dragCentre() const;
     void setHot(bool inner, bool outer);
 
-    float marginX = 20.0f;
-    float marginY = 16.0f;
     bool draggingTr = false;
     bool draggingLr = false;
     bool overTr = false;

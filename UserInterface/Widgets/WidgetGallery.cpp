@@ -6,12 +6,10 @@
 #include "UserInterface/Widgets/KeyHandler.h"
 #include "UserInterface/Widgets/WidgetScrollArea.h"
 #include "UserInterface/Widgets/WidgetThumbnail.h"
-#include "jobs/FileHelpers.h"
 #include "service/SavedViews.h"
 #include "service/WebService.h"
 
 #include <QButtonGroup>
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QMouseEvent>
 #include <QScrollBar>
@@ -103,10 +101,7 @@ bool WidgetGallery::isGalleryEmpty()
 
 void WidgetGallery::saveViewScripts(bool)
 {
-    const QString name =
-        QFileDialog::getSaveFileName(dialogParent(this), tr("Save File"), QString(), "3ds Max Script (*.ms)");
-    if (!name.isEmpty())
-        Velda::writeTextFile(name.toStdString(), exportViewsScript(this));
+    saveScriptAs(this, [this]() { return exportViewsScript(this); });
 }
 
 bool WidgetGallery::_selectByDigit(QObject*, QKeyEvent* e)

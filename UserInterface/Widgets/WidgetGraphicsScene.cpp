@@ -98,8 +98,7 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
     GLint qtFrameBuffer = 0;
     glGetIntegerv(GL_FRAMEBUFFER_BINDING, &qtFrameBuffer);
     glLoadIdentity();
-    for (int i = 0; i < 3; ++i)
-        glEnable(GL_MULTISAMPLE);
+    glEnable(GL_MULTISAMPLE);
 
     context3d->begin(camera, -1, qtFrameBuffer);
     context3d->render(scene, true, true, true, true);
@@ -110,16 +109,10 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
         context3d->begin(&mapCamera, static_cast<int>(miniMap->texture()), qtFrameBuffer);
         context3d->render(scene, true, true, true, false);
         context3d->end();
-        const float percent = loadProgress();
-        emit updateModelPieceInfo(static_cast<unsigned long long>(Velda::Geometry::triangleTotal()));
-        emit setProcessValue(static_cast<int>(percent * 100.0));
-        VLOG << "ready percent:" << percent;
+        reportProgress();
     } else if (!readyReported) {
         readyReported = true;
-        const float percent = loadProgress();
-        emit updateModelPieceInfo(static_cast<unsigned long long>(Velda::Geometry::triangleTotal()));
-        emit setProcessValue(static_cast<int>(percent * 100.0));
-        VLOG << "ready percent:" << percent;
+        reportProgress();
     }
 
     context3d->begin(camera, -1, qtFrameBuffer);
@@ -128,11 +121,18 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
                        static_cast<float>(miniMap->height()), Velda::Matrix4());
     context3d->end();
 
-    for (int i = 0; i < 3; ++i)
-        glDisable(GL_MULTISAMPLE);
+    glDisable(GL_MULTISAMPLE);
     restorePainterState();
     painter->endNativePainting();
     QTimer::singleShot(20, this, SLOT(update()));
+}
+
+void WidgetGraphicsScene::reportProgress()
+{
+    const float percent = loadProgress();
+    emit updateModelPieceInfo(static_cast<unsigned long long>(Velda::Geometry::triangleTotal()));
+    emit setProcessValue(static_cast<int>(percent * 100.0));
+    VLOG << "ready percent:" << percent;
 }
 
 GLuint WidgetGraphicsScene::offscreenFrameBuffer()
@@ -207,12 +207,8 @@ QImage WidgetGraphicsScene::grabFramePicture()
 
     glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(saved));
     glDisable(GL_MULTISAMPLE);
-    for (GLuint i = 0; i < 8; ++i)
-        glDisableVertexAttribArray(i);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
     glActiveTexture(static_cast<GLenum>(activeTexture));
-    glDisable(GL_DEPTH_TEST);
-    glDisable(GL_CULL_FACE);
+    restorePainterState();
     surface->doneCurrent();
 
     // RGBA bytes into ARGB32 (B, G, R, A in memory), opaque; GL rows run bottom-up.
@@ -232,16 +228,8 @@ void WidgetGraphicsScene::grabCurrentFrame(QWidget* widget)
     if (!thumbnail)
         return;
     const QImage picture = grabFramePicture();
-    if (picture.isNull())
-        return;
-    GraphicsContext* hub = GraphicsContext::instance();
-    thumbnail->setPicture(picture);
-    thumbnail->setCamera(*hub->camera());
-    thumbnail->setTarget(hub->orbitPivot());
-    // Selected with the flag down: the click starts no flight.
-    thumbnail->setHasImage(false);
-    thumbnail->click();
-    thumbnail->setHasImage(true);
+    if (!picture.isNull())
+        thumbnail->storeView(picture);
 }
 
 void WidgetGraphicsScene::takeDelta(const QPointF& position)

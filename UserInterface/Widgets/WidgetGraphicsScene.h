@@ -52,6 +52,8 @@ private:
     bool orbit(const QPointF& position);
     void panOnGround(const QPointF& position, double panScale);
     void panInViewPlane(const QPointF& position, double panScale);
+    // The face count, the progress bar's value and the log's "ready percent:" line.
+    void reportProgress();
     // dx, dy from the last position, which becomes `position`.
     void takeDelta(const QPointF& position);
     GLuint offscreenFrameBuffer();

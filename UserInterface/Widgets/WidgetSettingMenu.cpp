@@ -78,24 +78,19 @@ void WidgetSettingMenu::setMenuPosX(int x)
     emit menuPosXChanged();
 }
 
-void WidgetSettingMenu::showCameraType(int type)
-{
-    GraphicsContext::instance()->camera()->setProjectionType(type);
-    emit displayInfo(type == Velda::Camera::kPerspective ? "透视相机" : "正交相机");
-}
-
 void WidgetSettingMenu::toggleCameraType(bool)
 {
-    cameraA_->setVisible(!cameraA_->isVisibleTo(this));
-    cameraB_->setVisible(!cameraB_->isVisibleTo(this));
-    showCameraType(cameraA_->isVisibleTo(this) ? Velda::Camera::kPerspective : Velda::Camera::kOrthographic);
+    // One of the two buttons shows at a time.
+    switchCameraType(!cameraA_->isVisibleTo(this));
 }
 
 void WidgetSettingMenu::switchCameraType(bool flag)
 {
     cameraA_->setVisible(flag);
     cameraB_->setVisible(!flag);
-    showCameraType(flag ? Velda::Camera::kPerspective : Velda::Camera::kOrthographic);
+    GraphicsContext::instance()->camera()->setProjectionType(flag ? Velda::Camera::kPerspective
+                                                                  : Velda::Camera::kOrthographic);
+    emit displayInfo(flag ? "透视相机" : "正交相机");
 }
 
 void WidgetSettingMenu::switchSeason(bool) {}

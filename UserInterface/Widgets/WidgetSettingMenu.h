@@ -57,7 +57,6 @@ private:
     bool _whiteModelKey(QObject* obj, QKeyEvent* e);
     bool _saveKey(QObject* obj, QKeyEvent* e);
     QPushButton* addButton(const char* name, const char* tooltip);
-    void showCameraType(int type);
 
     QPushButton* save_ = nullptr;
     QPushButton* cameraA_ = nullptr;

@@ -5,13 +5,11 @@
 #include "UserInterface/Widgets/ViewTransition.h"
 #include "UserInterface/Widgets/WidgetMessageBox.h"
 #include "formats/TextHelpers.h"
-#include "jobs/FileHelpers.h"
 #include "service/SavedViews.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QCursor>
-#include <QFileDialog>
 #include <QFrame>
 #include <QMenu>
 #include <QMouseEvent>
@@ -71,20 +69,6 @@ void WidgetThumbnail::initializeControls()
     reset();
 }
 
-template <typename T>
-void WidgetThumbnail::change(T& field, const T& value)
-{
-    QMutexLocker hold(&lock_);
-    if (!(field == value))
-        changed_ = true;
-    field = value;
-}
-
-int WidgetThumbnail::number() const
-{
-    return number_;
-}
-
 void WidgetThumbnail::setNumber(int number)
 {
     if (number == number_)
@@ -98,136 +82,6 @@ void WidgetThumbnail::setNumber(int number)
     numberFrame_->show();
 }
 
-Velda::Camera WidgetThumbnail::camera() const
-{
-    QMutexLocker hold(&lock_);
-    return camera_;
-}
-
-void WidgetThumbnail::setCamera(const Velda::Camera& camera)
-{
-    QMutexLocker hold(&lock_);
-    camera_ = camera;
-}
-
-Velda::Vector3 WidgetThumbnail::target() const
-{
-    QMutexLocker hold(&lock_);
-    return target_;
-}
-
-void WidgetThumbnail::setTarget(const Velda::Vector3& target)
-{
-    change(target_, target);
-}
-
-float WidgetThumbnail::lr() const
-{
-    QMutexLocker hold(&lock_);
-    return lr_;
-}
-
-void WidgetThumbnail::setLr(float angle)
-{
-    change(lr_, angle);
-}
-
-float WidgetThumbnail::tr() const
-{
-    QMutexLocker hold(&lock_);
-    return tr_;
-}
-
-void WidgetThumbnail::setTr(float angle)
-{
-    change(tr_, angle);
-}
-
-std::wstring WidgetThumbnail::user() const
-{
-    QMutexLocker hold(&lock_);
-    return user_;
-}
-
-void WidgetThumbnail::setUser(const std::wstring& user)
-{
-    change(user_, user);
-}
-
-std::string WidgetThumbnail::qemidText() const
-{
-    QMutexLocker hold(&lock_);
-    return qemidText_;
-}
-
-void WidgetThumbnail::setQemidText(const std::string& qemid)
-{
-    change(qemidText_, qemid);
-}
-
-std::string WidgetThumbnail::time() const
-{
-    QMutexLocker hold(&lock_);
-    return time_;
-}
-
-void WidgetThumbnail::setTime(const std::string& time)
-{
-    change(time_, time);
-}
-
-std::string WidgetThumbnail::md5() const
-{
-    QMutexLocker hold(&lock_);
-    return md5_;
-}
-
-void WidgetThumbnail::setMd5(const std::string& md5)
-{
-    change(md5_, md5);
-}
-
-std::string WidgetThumbnail::img() const
-{
-    QMutexLocker hold(&lock_);
-    return img_;
-}
-
-void WidgetThumbnail::setImg(const std::string& img)
-{
-    QMutexLocker hold(&lock_);
-    img_ = img;
-}
-
-bool WidgetThumbnail::changed() const
-{
-    QMutexLocker hold(&lock_);
-    return changed_;
-}
-
-void WidgetThumbnail::setChanged(bool changed)
-{
-    QMutexLocker hold(&lock_);
-    changed_ = changed;
-}
-
-bool WidgetThumbnail::hasImage() const
-{
-    QMutexLocker hold(&lock_);
-    return hasImage_;
-}
-
-void WidgetThumbnail::setHasImage(bool hasImage)
-{
-    change(hasImage_, hasImage);
-}
-
-QImage WidgetThumbnail::picture() const
-{
-    QMutexLocker hold(&lock_);
-    return picture_;
-}
-
 void WidgetThumbnail::setPicture(const QImage& picture)
 {
     {
@@ -237,6 +91,18 @@ void WidgetThumbnail::setPicture(const QImage& picture)
         changed_ = true;
     }
     setIcon(QIcon(QPixmap::fromImage(picture)));
+}
+
+void WidgetThumbnail::storeView(const QImage& picture)
+{
+    GraphicsContext* hub = GraphicsContext::instance();
+    setPicture(picture);
+    setCamera(*hub->camera());
+    setTarget(hub->orbitPivot());
+    // Selected with the flag down: the click starts no flight.
+    setHasImage(false);
+    click();
+    setHasImage(true);
 }
 
 bool WidgetThumbnail::beginTransition()
@@ -294,10 +160,7 @@ void WidgetThumbnail::_switchCameraContext(bool)
         live->setProjectionType(view.getProjectionType());
 
     ViewTransition flight;
-    flight.startPosition = live->getPosition();
-    flight.startTarget = hub->orbitPivot();
-    flight.endPosition = view.getPosition();
-    flight.endTarget = target();
+    flight.route = {live->getPosition(), hub->orbitPivot(), view.getPosition(), target()};
     flight.startFov = live->getFov() * kDegrees;
     flight.endFov = view.getFov() * kDegrees;
     if (float* angles = emit fetchRadValue()) {
@@ -309,7 +172,7 @@ void WidgetThumbnail::_switchCameraContext(bool)
     flight.endTr = tr();
     flight.thumbnail = this;
     transition_ = QtConcurrent::run([flight]() { flight.run(); });
-    hub->setOrbitPivot(flight.endTarget);
+    hub->setOrbitPivot(flight.route.endTarget);
 }
 
 void WidgetThumbnail::deleteThumbnailConfirm(bool)
@@ -336,10 +199,7 @@ void WidgetThumbnail::saveThumbnailScript(bool)
 
 void WidgetThumbnail::saveThumbnailScript()
 {
-    const QString name =
-        QFileDialog::getSaveFileName(dialogParent(this), tr("Save File"), QString(), "3ds Max Script (*.ms)");
-    if (!name.isEmpty())
-        Velda::writeTextFile(name.toStdString(), viewScriptLine(this));
+    saveScriptAs(this, [this]() { return viewScriptLine(this); });
 }
 
 void WidgetThumbnail::mousePressEvent(QMouseEvent* event)

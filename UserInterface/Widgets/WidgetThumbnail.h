@@ -7,6 +7,7 @@
 #include <QFuture>
 #include <QImage>
 #include <QMutex>
+#include <QMutexLocker>
 #include <QPointer>
 #include <QPushButton>
 
@@ -31,35 +32,37 @@ public:
     explicit WidgetThumbnail(QWidget* parent = nullptr);
     ~WidgetThumbnail() override;
 
-    int number() const override;
+    int number() const override { return number_; }
     // A new number gets a new number frame, which the style sheet gives its digit.
     void setNumber(int number);
-    Velda::Camera camera() const override;
-    void setCamera(const Velda::Camera& camera) override;
-    Velda::Vector3 target() const override;
-    void setTarget(const Velda::Vector3& target) override;
-    float lr() const override;
-    void setLr(float angle) override;
-    float tr() const override;
-    void setTr(float angle) override;
-    std::wstring user() const override;
-    void setUser(const std::wstring& user) override;
-    std::string qemidText() const override;
-    void setQemidText(const std::string& qemid) override;
-    std::string time() const override;
-    void setTime(const std::string& time) override;
-    std::string md5() const override;
-    void setMd5(const std::string& md5) override;
-    std::string img() const override;
-    void setImg(const std::string& img) override;
-    bool changed() const override;
-    void setChanged(bool changed) override;
-    bool hasImage() const override;
-    void setHasImage(bool hasImage) override;
+    Velda::Camera camera() const override { return locked(camera_); }
+    void setCamera(const Velda::Camera& camera) override { store(camera_, camera); }
+    Velda::Vector3 target() const override { return locked(target_); }
+    void setTarget(const Velda::Vector3& target) override { change(target_, target); }
+    float lr() const override { return locked(lr_); }
+    void setLr(float angle) override { change(lr_, angle); }
+    float tr() const override { return locked(tr_); }
+    void setTr(float angle) override { change(tr_, angle); }
+    std::wstring user() const override { return locked(user_); }
+    void setUser(const std::wstring& user) override { change(user_, user); }
+    std::string qemidText() const override { return locked(qemidText_); }
+    void setQemidText(const std::string& qemid) override { change(qemidText_, qemid); }
+    std::string time() const override { return locked(time_); }
+    void setTime(const std::string& time) override { change(time_, time); }
+    std::string md5() const override { return locked(md5_); }
+    void setMd5(const std::string& md5) override { change(md5_, md5); }
+    std::string img() const override { return locked(img_); }
+    void setImg(const std::string& img) override { store(img_, img); }
+    bool changed() const override { return locked(changed_); }
+    void setChanged(bool changed) override { store(changed_, changed); }
+    bool hasImage() const override { return locked(hasImage_); }
+    void setHasImage(bool hasImage) override { change(hasImage_, hasImage); }
     // The picture the button shows (the mask for an empty place).
-    QImage picture() const override;
+    QImage picture() const override { return locked(picture_); }
     void setPicture(const QImage& picture) override;
 
+    // The present view with its picture: the live camera and pivot; selected.
+    void storeView(const QImage& picture);
     // Back to an empty place: the mask, a default camera, no user or time;
     // changed, since the service still holds what was here.
     void reset();
@@ -101,9 +104,28 @@ protected:
     virtual void initializeControls();
 
 private:
+    // Each field is read and written under the lock.
+    template <typename T>
+    T locked(const T& field) const
+    {
+        QMutexLocker hold(&lock_);
+        return field;
+    }
+    template <typename T>
+    void store(T& field, const T& value)
+    {
+        QMutexLocker hold(&lock_);
+        field = value;
+    }
     // Stores `value` and raises the changed flag when it differs.
     template <typename T>
-    void change(T& field, const T& value);
+    void change(T& field, const T& value)
+    {
+        QMutexLocker hold(&lock_);
+        if (!(field == value))
+            changed_ = true;
+        field = value;
+    }
 
     mutable QMutex lock_;
     Velda::Camera camera_;

@@ -155,7 +155,6 @@ void WidgetUIWrapper::initializeControls()
         application->registerKeyHandler(Qt::Key_Escape, keyHandler(this, &WidgetUIWrapper::_quitConfirm));
         application->registerKeyHandler(Qt::Key_Space, keyHandler(this, &WidgetUIWrapper::_takeViewKey));
     }
-    clientHandle_ = QemDllImport::msgHandle(GraphicsContext::instance()->projectInfo()->qemid);
     clientTimer_->start();
 }
 
@@ -173,7 +172,7 @@ bool WidgetUIWrapper::_takeViewKey(QObject*, QKeyEvent*)
 
 void WidgetUIWrapper::mouseDoubleClickEvent(QMouseEvent* event)
 {
-    gallery_->setVisible(!gallery_->isVisibleTo(this));
+    _toggleGallery(this, nullptr);
     QFrame::mouseDoubleClickEvent(event);
 }
 
@@ -227,7 +226,6 @@ void WidgetUIWrapper::_switchSelectedItem(bool)
     for (WidgetThumbnail* thumbnail : gallery_->thumbnails())
         if (!thumbnail->isChecked())
             thumbnail->setTransitionRunning(false);
-    formBottom_->clear();
     formBottom_->setText(status);
 }
 
@@ -302,7 +300,7 @@ bool WidgetUIWrapper::_saveInfo()
     return _saveInfo(true);
 }
 
-void WidgetUIWrapper::startSave()
+void WidgetUIWrapper::_asyncSaveInfo()
 {
     emit displayInfo("数据保存中...");
     saveWatcher_->setFuture(QtConcurrent::run([this]() {
@@ -317,11 +315,6 @@ void WidgetUIWrapper::startSave()
 void WidgetUIWrapper::_asyncSaveInfo(bool)
 {
     _asyncSaveInfo();
-}
-
-void WidgetUIWrapper::_asyncSaveInfo()
-{
-    startSave();
 }
 
 void WidgetUIWrapper::_saveFinished()
@@ -345,7 +338,7 @@ void WidgetUIWrapper::_closeAppConfirm()
     WidgetMessageBox box(dialogParent(this));
     const int answer = box.ask("确定上传变更数据?", "");
     if (answer == WidgetMessageBox::kYes) {
-        startSave();
+        _asyncSaveInfo();
         // A failed save comes out here for the application's guard, and
         // the window stays with its views.
         saveWatcher_->waitForFinished();

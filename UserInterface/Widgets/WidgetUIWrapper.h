@@ -3,7 +3,6 @@
 #include <QFrame>
 #include <QFutureWatcher>
 
-#include <cstdint>
 #include <string>
 
 class QKeyEvent;
@@ -80,6 +79,7 @@ protected slots:
     bool _saveInfo(bool flag);
     bool _saveInfo();
     void _asyncSaveInfo(bool flag);
+    // Starts the save job and hands it to the watcher.
     void _asyncSaveInfo();
     // Escape: passed on to an open dialog, otherwise the exit flow.
     bool _quitConfirm(QObject* obj, QKeyEvent* e);
@@ -98,8 +98,6 @@ protected:
 
 private:
     void initializeControls();
-    // Starts the save job and hands it to the watcher.
-    void startSave();
     bool _toggleGallery(QObject* obj, QKeyEvent* e);
     bool _takeViewKey(QObject* obj, QKeyEvent* e);
 
@@ -118,7 +116,6 @@ private:
     WidgetInformation* information_ = nullptr;
     QFutureWatcher<bool>* saveWatcher_ = nullptr;
     QTimer* clientTimer_ = nullptr;
-    int32_t clientHandle_ = 0;  // kept, not used
 };
 
 } // namespace VeldaClient

@@ -1,37 +1,18 @@
 // The application object: its table of global keys and the guard that
 // turns an escaped exception into a dialog.
-#include "Common/ApplicationMain.h"
-
-#include "ViewerTestMain.h"
+#include "ViewerTestSupport.h"
 
 #include <QAbstractButton>
 #include <QMessageBox>
-#include <QTimer>
-#include <QWidget>
 
 #include <stdexcept>
 
 using VeldaClient::ApplicationMain;
+using VeldaTest::app;
 
 namespace {
 
-ApplicationMain* app()
-{
-    return static_cast<ApplicationMain*>(QCoreApplication::instance());
-}
-
-// Counts the key presses that reach it.
-class KeyProbe : public QWidget {
-public:
-    int presses = 0;
-    int releases = 0;
-
-protected:
-    void keyPressEvent(QKeyEvent*) override { ++presses; }
-    void keyReleaseEvent(QKeyEvent*) override { ++releases; }
-};
-
-// Throws from its event handler.
+// Throws `what` from its event handler; an empty text throws an int.
 class Thrower : public QObject {
 public:
     explicit Thrower(std::string what) : what_(std::move(what)) { setObjectName("thrower"); }
@@ -40,63 +21,44 @@ public:
 protected:
     bool event(QEvent* e) override
     {
-        if (e->type() == QEvent::User) {
-            ++served;
-            if (what_.empty())
-                throw 42;
-            throw std::runtime_error(what_);
-        }
-        return QObject::event(e);
+        if (e->type() != QEvent::User)
+            return QObject::event(e);
+        ++served;
+        if (what_.empty())
+            throw 42;
+        throw std::runtime_error(what_);
     }
 
 private:
     std::string what_;
 };
 
-struct DialogSeen {
-    QString text;
-    QString detail;
-    QString informative;
-    bool seen = false;
-};
-
-// Answers the next error dialog with `button` once it shows, noting what it
-// showed.
-void answerDialog(QMessageBox::StandardButton button, DialogSeen& seen)
+// Answers the next error dialog with `button`; `seen` gets its main text,
+// informative text and detail.
+void answerDialog(QMessageBox::StandardButton button, QStringList& seen)
 {
-    QTimer* poll = new QTimer(QCoreApplication::instance());
-    QObject::connect(poll, &QTimer::timeout, [button, &seen, poll]() {
-        QMessageBox* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (!box)
-            return;
-        poll->deleteLater();
-        seen.seen = true;
-        seen.text = box->text();
-        seen.detail = box->detailedText();
-        seen.informative = box->informativeText();
+    VeldaTest::whenModal<QMessageBox>([button, &seen](QMessageBox* box) {
+        seen = QStringList({box->text(), box->informativeText(), box->detailedText()});
         box->button(button)->click();
     });
-    poll->start(20);
 }
 
 } // namespace
 
-class ApplicationMainTest : public QObject {
+class ApplicationMainTest : public VeldaTest::ViewerTest {
     Q_OBJECT
 
 private slots:
     void keyHandlersOfOneKeyAllRunAndAnyConsumes()
     {
-        KeyProbe probe;
+        VeldaTest::KeyProbe probe;
         QStringList calls;
-        app()->registerKeyHandler(Qt::Key_K, [&calls](QObject*, QEvent*) {
-            calls << "first";
-            return true;
-        });
-        app()->registerKeyHandler(Qt::Key_K, [&calls](QObject*, QEvent*) {
-            calls << "second";
-            return false;
-        });
+        // The first consumes the key, the second not: both run.
+        for (const bool consumes : {true, false})
+            app()->registerKeyHandler(Qt::Key_K, [&calls, consumes](QObject*, QEvent*) {
+                calls << (consumes ? "first" : "second");
+                return consumes;
+            });
         QTest::keyClick(&probe, Qt::Key_K);
         QCOMPARE(calls, QStringList({"first", "second"}));
         QCOMPARE(probe.presses, 0);
@@ -114,60 +76,43 @@ private slots:
         const std::runtime_error longError(std::string(600, 'x'));
         const QString text = ApplicationMain::errorText(&longError);
         QCOMPARE(text.length(), 515);
-        QVERIFY(text.startsWith("错误 : xxx"));
-        QVERIFY(text.endsWith("x..."));
+        QVERIFY(text.startsWith("错误 : xxx") && text.endsWith("x..."));
         const std::runtime_error shortError("short");
         QCOMPARE(ApplicationMain::errorText(&shortError), QString("错误 : short"));
-        QCOMPARE(ApplicationMain::errorText(nullptr), QString("未知错误"));
     }
 
-    void ignoreGoesOnAndShowsTheWholeText()
+    void ignoreGoesOnWithTheWholeTextInTheDetail()
     {
-        Thrower thrower(std::string(600, 'y'));
-        DialogSeen seen;
-        answerDialog(QMessageBox::Ignore, seen);
-        QEvent event(QEvent::User);
-        QCOMPARE(QCoreApplication::sendEvent(&thrower, &event), false);
-        QVERIFY(seen.seen);
-        QCOMPARE(seen.text.length(), 515);
-        QCOMPARE(seen.informative, QString("当前程序发现错误, 是否继续执行?"));
-        // The detail has the whole text, then the trace naming the receiver.
-        QVERIFY(seen.detail.startsWith(QString(600, 'y') + "发送事件 "));
-        QVERIFY(seen.detail.contains(" 至 thrower ("));
-
-        // The next event is served as usual.
-        KeyProbe probe;
-        QTest::keyClick(&probe, Qt::Key_M);
-        QCOMPARE(probe.presses, 1);
-    }
-
-    void anExceptionOfUnknownTypeIsGuardedToo()
-    {
-        Thrower thrower("");
-        DialogSeen seen;
-        answerDialog(QMessageBox::Ignore, seen);
-        QEvent event(QEvent::User);
-        QCoreApplication::sendEvent(&thrower, &event);
-        QVERIFY(seen.seen);
-        QCOMPARE(seen.text, QString("未知错误"));
-        QVERIFY(seen.detail.startsWith("发送事件 "));
+        // A standard exception and one of unknown type.
+        for (const std::string& what : {std::string(600, 'y'), std::string()}) {
+            Thrower thrower(what);
+            QStringList seen;
+            answerDialog(QMessageBox::Ignore, seen);
+            QEvent event(QEvent::User);
+            QCOMPARE(QCoreApplication::sendEvent(&thrower, &event), false);
+            QCOMPARE(seen.size(), 3);
+            QCOMPARE(seen[0], what.empty() ? QString("未知错误") : "错误 : " + QString(507, 'y') + "...");
+            QCOMPARE(seen[1], QString("当前程序发现错误, 是否继续执行?"));
+            // The whole text, then the trace naming the receiver.
+            QVERIFY(seen[2].startsWith(QString::fromStdString(what) + "发送事件 "));
+            QVERIFY(seen[2].contains(" 至 thrower ("));
+        }
     }
 
     void closeEndsTheEventLoopWithMinusOne()
     {
         Thrower thrower("broken frame");
-        DialogSeen seen;
+        QStringList seen;
         QTimer::singleShot(0, [&thrower, &seen]() {
             answerDialog(QMessageBox::Close, seen);
             QCoreApplication::postEvent(&thrower, new QEvent(QEvent::User));
         });
         // A guard against a dialog that never comes.
         QTimer guard;
-        guard.setSingleShot(true);
         connect(&guard, &QTimer::timeout, []() { QCoreApplication::exit(99); });
         guard.start(10000);
         QCOMPARE(QCoreApplication::exec(), -1);
-        QVERIFY(seen.seen);
+        QCOMPARE(seen.value(0), QString("错误 : broken frame"));
         QCOMPARE(thrower.served, 1);
     }
 };

@@ -16,7 +16,7 @@ cleanup() {
 }
 trap cleanup EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
-source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/wait-for.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/local-service.sh"
 
 PREFIX="$WORK/root/usr/local"
 DESTDIR="$WORK/root" cmake --install "$BUILD" --prefix /usr/local > /dev/null
@@ -38,16 +38,7 @@ code=0
 [ "$code" -eq 255 ] || fail "without a session the installed viewer ended with $code"
 
 # With the installed service and client: the viewer boots and reads its sky.
-DATA="$WORK/data"
-"$PREFIX/bin/velda-service" init --data "$DATA" > /dev/null
-"$PREFIX/bin/velda-service" user --data "$DATA" --qemid 1001 --name "张三" --sign s
-"$PREFIX/bin/velda-service" project --data "$DATA" --id 7 --folder "$SAMPLE"
-"$PREFIX/bin/velda-service" serve --data "$DATA" --port 0 --quiet > "$WORK/serve.out" &
-PIDS+=($!)
-wait_for 20 grep -qs "^listening on " "$WORK/serve.out" || fail "the installed service did not start"
-QEM_SERVICE_URL="$(sed -n 's/^listening on //p' "$WORK/serve.out")"
-export QEM_SERVICE_URL
-"$PREFIX/bin/qem-client" login --project 7 --user 1001 --name "张三" --sign s
+serve_project "$PREFIX/bin" "$WORK/data" s "$SAMPLE" || fail "the installed service did not start"
 rm -f "$LOG"
 "$PREFIX/bin/velda-viewer" -d > /dev/null 2>&1 &
 PIDS+=($!)

@@ -52,7 +52,8 @@ int main(int argc, char** argv)
     list.flush();
 
     QFile file(out + "/Theme.qrc");
-    if (!file.open(QIODevice::WriteOnly) || file.write(qrc.toUtf8()) != qrc.toUtf8().size()) {
+    const QByteArray bytes = qrc.toUtf8();
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
         std::cerr << "velda-themegen: cannot write " << out.toStdString() << "/Theme.qrc\n";
         return 1;
     }

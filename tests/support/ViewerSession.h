@@ -1,12 +1,13 @@
 #pragma once
 
 #include "Process.h"
+#include "ServiceHarness.h"
 #include "TempDir.h"
 
 #include <QImage>
 #include <QRect>
 
-#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,9 +15,9 @@
 namespace VeldaTest {
 
 // The whole set-up of the viewer as a user has it, on the X display of the
-// run: velda-service on a free loopback port with the packed FZK house
-// (its requests logged to a file), a qem-client session, and a private
-// application data folder. Everything it starts ends with it.
+// run: velda-service serving the packed FZK house as project 7 (its requests
+// logged), a qem-client session, and a private application data folder.
+// Everything it starts ends with it.
 class ViewerSession {
 public:
     ViewerSession();
@@ -29,16 +30,13 @@ public:
     // Starts velda-viewer -d with the session's environment.
     void startViewer();
     BackgroundProcess& viewer() { return *viewer_; }
-    // When startViewer() ran.
-    std::chrono::system_clock::time_point viewerStart() const { return viewerStart_; }
 
     // Waits until the log says the scene is ready (progress 1).
     bool waitForReady(int timeoutMs);
     std::vector<std::string> logLines() const;
-    std::string logPath() const;
-    // Requests for project files the service has answered so far.
-    int projectFileRequests() const;
-    std::string serviceUrl() const { return url_; }
+    // Requests such as "GET /project/file.action" the service has answered so far.
+    int requests(const std::string& request) const;
+    ServiceHarness& service() { return service_; }
 
     // The viewer's window (found by its title) and its place on the screen.
     bool findWindow(int timeoutMs);
@@ -46,35 +44,29 @@ public:
     const std::string& windowId() const { return windowId_; }
     // The whole screen, through ImageMagick's import; the window cut out.
     QImage screenshot(const std::string& name);
-    // A screenshot once two in a row agree: frames take a second or more on
-    // a software renderer, and input shows a frame or two later.
-    QImage settledScreenshot(const std::string& name, int timeoutMs = 30000);
+    // A screenshot once three in a row, a second apart, agree: a frame takes
+    // a second or more on a software renderer, and input shows a frame or
+    // two later.
+    QImage steadyScreenshot(const std::string& name);
     // xdotool with these arguments; its exit code.
     static int xdotool(const std::vector<std::string>& args, std::string* out = nullptr);
-    // The viewer's peak resident memory, in kB (0 once it has ended).
-    long peakMemoryKb() const;
-
-    const std::string& folder() const { return dir_.path(); }
 
 private:
     TempDir dir_;
-    std::unique_ptr<ScopedEnv> appData_;
-    std::unique_ptr<ScopedEnv> session_;
-    std::unique_ptr<ScopedEnv> serviceEnv_;
-    std::unique_ptr<BackgroundProcess> service_;
+    ServiceHarness service_;
+    ScopedEnv appData_;
+    ScopedEnv session_;
+    ScopedEnv serviceEnv_;
     std::unique_ptr<BackgroundProcess> viewer_;
-    std::chrono::system_clock::time_point viewerStart_;
-    std::string url_;
     std::string windowId_;
     QRect window_;
 };
 
-// Milliseconds from `start` to the time stamp of a log line
-// ("2026-11-22 00:44:51,810 INFO ..."); -1 for a line without one.
-long msSince(std::chrono::system_clock::time_point start, const std::string& line);
+// Whether the run has an X display (scripts/test.sh runs the tests under Xvfb).
+bool underX();
 
-// The progress of a "ready percent:" line, or -1.
-double readyPercent(const std::string& line);
+// Polls `done` every 200 ms for at most `timeoutMs`.
+bool waitUntil(const std::function<bool()>& done, int timeoutMs);
 
 // Mean absolute difference of two pictures of one size, per channel, 0 to 255.
 double meanDifference(const QImage& a, const QImage& b);
