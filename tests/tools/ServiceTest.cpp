@@ -1,40 +1,68 @@
+// velda-service tried as a hostile client would: bad signs and queries,
+// names and links out of a project, bad and oversized bodies, forged log
+// lines, secrets on disk, unconfirmed uploads, a history that grows, slow
+// clients, and its command line.
 #include "Process.h"
 #include "ServiceHarness.h"
 #include "TempDir.h"
+
+#include "jobs/FileHelpers.h"
 
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <rapidjson/document.h>
 
+#include <arpa/inet.h>
+#include <atomic>
+#include <chrono>
+#include <netinet/in.h>
+#include <set>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using VeldaTest::ServiceHarness;
 
-int errorId(const std::string& body)
+const char* const kForm = "application/x-www-form-urlencoded";
+
+// A reply must be a JSON object in valid UTF-8, with an errmsg beside a
+// non-zero errorid; its errorid (-1 if none).
+int errorIdOf(const std::string& body, std::string* message = nullptr)
 {
     rapidjson::Document d;
-    d.Parse(body.c_str());
+    d.Parse<rapidjson::kParseValidateEncodingFlag>(body.c_str(), body.size());
+    EXPECT_FALSE(d.HasParseError()) << "not valid UTF-8 JSON: " << body;
     if (d.HasParseError() || !d.IsObject() || !d.HasMember("errorid") || !d["errorid"].IsInt())
         return -1;
-    EXPECT_TRUE(d["errorid"].GetInt() == 0 || (d.HasMember("errmsg") && d["errmsg"].IsString())) << body;
+    const bool hasMessage = d.HasMember("errmsg") && d["errmsg"].IsString();
+    EXPECT_TRUE(d["errorid"].GetInt() == 0 || hasMessage) << body;
+    if (message && hasMessage)
+        *message = d["errmsg"].GetString();
     return d["errorid"].GetInt();
 }
 
-class Service : public ::testing::Test {
-protected:
-    Service() : service({"--max-body", "65536"}), client(service.url()) {}
-
+// A service and a client of it.
+struct Served {
+    explicit Served(const std::vector<std::string>& options = {}, const std::string& log = {})
+        : service(options, log), client(service.url())
+    {
+    }
+    // A signed GET: "<path>?<projectid, qemid, sign><more>".
+    httplib::Result call(const std::string& path, const std::string& more = "", const std::string& sign = "sign-1")
+    {
+        return client.Get((path + "?" + service.common(sign) + more).c_str());
+    }
+    httplib::Result save(const char* path, const std::string& body) { return client.Post(path, body, kForm); }
     // The service answers a proper call after every abuse.
     void expectAlive()
     {
-        const auto r = client.Get(("/project/get3drecordinfo.action?" + service.common()).c_str());
+        const auto r = call("/project/get3drecordinfo.action");
         ASSERT_TRUE(r);
-        EXPECT_EQ(errorId(r->body), 0);
-    }
-    std::string filePath(const std::string& name) const
-    {
-        const std::string root = service.rootPath();
-        return root.substr(root.find("/project/")) + name;
+        EXPECT_EQ(errorIdOf(r->body), 0);
     }
 
     ServiceHarness service;
@@ -43,94 +71,323 @@ protected:
 
 } // namespace
 
-TEST_F(Service, RefusesBadSignsAndMalformedQueries)
+TEST(Service, RefusesBadSignsQueriesAndTickets)
 {
-    for (const std::string& query : {service.common("wrong"), std::string("projectid=7&qemid=9999&sign=sign-1"),
-                                    std::string("projectid=8&qemid=1001&sign=sign-1"),
-                                    std::string("projectid=abc&qemid=1001&sign=sign-1"), std::string("qemid=1001"),
-                                    std::string(""), std::string("projectid=7&qemid=1001")}) {
-        SCOPED_TRACE(query);
-        const auto r = client.Get(("/project/getthreedimensionsdis.action?" + query).c_str());
+    Served s;
+    const std::string common = s.service.common(), lookup = "/project/getthreedimensionsdis.action?";
+    const struct {
+        const char* method;
+        std::string target, body;
+        int errorid, status;  // status 0: any
+    } cases[] = {
+        {"GET", lookup + s.service.common("wrong"), "", 2, 0},
+        {"GET", lookup + "projectid=7&qemid=9999&sign=sign-1", "", 2, 0},
+        {"GET", lookup + "projectid=8&qemid=1001&sign=sign-1", "", 3, 0},
+        {"GET", lookup + "projectid=abc&qemid=1001&sign=sign-1", "", 1, 400},
+        {"GET", lookup + "qemid=1001", "", 1, 400},
+        {"GET", lookup, "", 1, 400},
+        {"GET", lookup + "projectid=7&qemid=1001", "", 1, 400},
+        {"POST", "/project/save3drecord.action", s.service.common("wrong") + "&postion={}", 2, 0},
+        {"POST", "/project/save3drecord.action", common, 1, 400},
+        {"GET", "/no/such/call", "", 4, 404},
+        {"PUT", "/storage/put?ticket=..%2Fservice.db", "x", 4, 404},
+        {"PUT", "/storage/put", "x", 4, 404},
+        {"GET", "/project/uploadshoticonfinished.action?" + common + "&md5=0123456789abcdef0123456789abcdef&filename=a.png",
+         "", 4, 0},
+        {"GET", "/project/getshoticonuploadurl.action?" + common + "&md5=xyz", "", 1, 400},
+        {"GET", "/project/downshoticon.action?" + common + "&path=..%2Fservice.db", "", 1, 400},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.method) + " " + c.target);
+        const std::string method = c.method;
+        const httplib::Result r = method == "GET"    ? s.client.Get(c.target.c_str())
+                                  : method == "POST" ? s.client.Post(c.target.c_str(), c.body, kForm)
+                                                     : s.client.Put(c.target.c_str(), c.body, "application/octet-stream");
         ASSERT_TRUE(r);
-        EXPECT_GT(errorId(r->body), 0);
-        expectAlive();
+        EXPECT_EQ(errorIdOf(r->body), c.errorid);
+        if (c.status)
+            EXPECT_EQ(r->status, c.status);
+        s.expectAlive();
     }
-    const auto post = client.Post("/project/save3drecord.action", service.common("wrong") + "&postion={}",
-                                  "application/x-www-form-urlencoded");
-    ASSERT_TRUE(post);
-    EXPECT_EQ(errorId(post->body), 2);
-    const auto noValue = client.Post("/project/save3drecord.action", service.common(), "application/x-www-form-urlencoded");
-    EXPECT_EQ(errorId(noValue->body), 1);
-    EXPECT_EQ(errorId(client.Get("/no/such/call")->body), 4);
-    expectAlive();
 }
 
-TEST_F(Service, ProjectFilesNeverLeaveTheirFolder)
+TEST(Service, FilesNeverLeaveTheirFolder)
 {
-    const auto good = client.Get(filePath("texs%2Fbrick%20wall%20%E6%B0%B4.jpg").c_str());
-    ASSERT_TRUE(good);
-    EXPECT_EQ(good->status, 200);
-    EXPECT_EQ(good->body.size(), 65536u);
-    EXPECT_EQ(client.Get(filePath("index").c_str())->status, 200);
+    VeldaTest::TempDir outside;
+    const std::string secret = "SECRET-BYTES-" + std::string(100, 's');
+    ASSERT_TRUE(Velda::writeTextFile(outside.file("secret.txt"), secret));
+    Served s;
+    const std::string texs = s.service.projectFolder() + "/texs/";
+    for (const auto& link : std::vector<std::pair<std::string, std::string>>{
+             {outside.file("secret.txt"), texs + "secret.jpg"},
+             {"/etc/passwd", texs + "passwd.jpg"},
+             {outside.path(), texs + "out"},
+             {"/etc", s.service.projectFolder() + "/etc"},
+             {s.service.dataFolder() + "/service.db", texs + "db.jpg"},
+             {"brick wall 水.jpg", texs + "alias.jpg"}})  // stays inside: served
+        ASSERT_EQ(symlink(link.first.c_str(), link.second.c_str()), 0) << link.second;
 
-    for (const char* bad : {"..%2F..%2Fdata%2Fservice.db", "%2Fetc%2Fpasswd", "texs%2F..%2F..%2Fdata%2Fservice.db",
-                            "index%00.jpg", "texs%2F%2E%2E%2Fx", "", "%zz", "texs%5C..%5Cx"}) {
-        SCOPED_TRACE(bad);
-        const auto r = client.Get(filePath(bad).c_str());
+    for (const char* good : {"texs%2Fbrick%20wall%20%E6%B0%B4.jpg", "texs%2Falias.jpg"}) {
+        const auto r = s.client.Get(s.service.filePath(good).c_str());
+        ASSERT_TRUE(r);
+        EXPECT_EQ(r->status, 200) << good;
+        EXPECT_EQ(r->body.size(), 65536u) << good;
+    }
+    EXPECT_EQ(s.client.Get(s.service.filePath("index").c_str())->status, 200);
+
+    const auto expectRefused = [&](const std::string& target, bool notFound) {
+        SCOPED_TRACE(target);
+        const auto r = s.client.Get(target.c_str());
         ASSERT_TRUE(r);
         EXPECT_NE(r->status, 200);
-        EXPECT_GT(errorId(r->body), 0);
+        if (notFound)
+            EXPECT_EQ(r->status, 404);
+        EXPECT_GT(errorIdOf(r->body), 0);
+        for (const char* leaked : {"SECRET-BYTES", "root:", "SQLite format"})
+            EXPECT_EQ(r->body.find(leaked), std::string::npos) << leaked;
+    };
+    for (const char* name : {"..%2F..%2Fdata%2Fservice.db", "%2Fetc%2Fpasswd", "texs%2F..%2F..%2Fdata%2Fservice.db",
+                             "index%00.jpg", "texs%2F%2E%2E%2Fx", "", "%zz", "texs%5C..%5Cx"})
+        expectRefused(s.service.filePath(name), false);
+    for (const char* name : {"missing.me", "texs%2Fsecret.jpg", "texs%2Fpasswd.jpg", "texs%2Fout%2Fsecret.txt",
+                             "etc%2Fpasswd", "texs%2Fdb.jpg"})
+        expectRefused(s.service.filePath(name), true);
+    std::string wrongToken = s.service.filePath("index");
+    expectRefused(wrongToken.replace(wrongToken.find("token=") + 6, 4, "0000"), true);
+    s.expectAlive();
+}
+
+TEST(Service, BadOrOversizedBodiesGetAClearRefusalAndStoreNothing)
+{
+    Served s({"--max-body", "65536"});
+    const std::string common = s.service.common();
+    ASSERT_EQ(errorIdOf(s.save("/project/save3drecord.action", common + "&postion={\"kept\":1}")->body), 0);
+
+    httplib::MultipartFormDataItems parts = {{"projectid", "7", "", ""}, {"postion", "{\"multi\":1}", "", ""}};
+    const std::string badUtf8 = std::string("{\"name\":\"") + "\xC3\x28\xFF\xED\xA0\x80" + "\"}";
+    const struct {
+        const char* what;
+        httplib::Result reply;
+        int status;
+    } cases[] = {
+        {"multipart", s.client.Post("/project/save3drecord.action", parts), 400},
+        {"json body", s.client.Post("/project/save3drecord.action", "{\"projectid\":7,\"postion\":{}}", "application/json"),
+         400},
+        {"binary body", s.save("/project/save3drecord.action", std::string("\x00\x01\x02\xFF", 4)), 400},
+        {"no key", s.save("/project/savecamera.action", common + "&script=x"), 400},
+        {"record not UTF-8", s.save("/project/save3drecord.action", common + "&postion=" + badUtf8), 400},
+        {"script not UTF-8", s.save("/project/savecamera.action", common + "&camerainfo=\xFE\xFE"), 400},
+        {"record with a zero byte", s.save("/project/save3drecord.action", common + "&postion=" + std::string("{\"a\":\0}", 7)),
+         400},
+        {"oversized form", s.save("/project/save3drecord.action", common + "&postion=" + std::string(100000, 'x')), 413},
+        {"oversized upload", s.client.Put("/storage/put?ticket=none", std::string(100000, 'y'), "application/octet-stream"),
+         413},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_TRUE(c.reply);
+        EXPECT_EQ(c.reply->status, c.status);
+        std::string message;
+        EXPECT_GT(errorIdOf(c.reply->body, &message), 0);
+        EXPECT_FALSE(message.empty());
+        EXPECT_EQ(message.find("HTTP"), std::string::npos);  // words, not a code
+        EXPECT_EQ(message.find("bad_function_call"), std::string::npos);
     }
-    const std::string root = service.rootPath();
-    std::string wrongToken = root.substr(root.find("/project/"));
-    wrongToken.replace(wrongToken.find("token=") + 6, 4, "0000");
-    EXPECT_EQ(client.Get((wrongToken + "index").c_str())->status, 404);
-    EXPECT_EQ(client.Get(filePath("missing.me").c_str())->status, 404);
-    expectAlive();
-}
-
-TEST_F(Service, RefusesOversizedBodies)
-{
-    const std::string big = service.common() + "&postion=" + std::string(100000, 'x');
-    const auto r = client.Post("/project/save3drecord.action", big, "application/x-www-form-urlencoded");
-    ASSERT_TRUE(r);
-    EXPECT_EQ(r->status, 413);
-    EXPECT_GT(errorId(r->body), 0);
-    const auto put = client.Put("/storage/put?ticket=none", std::string(100000, 'y'), "application/octet-stream");
-    ASSERT_TRUE(put);
-    EXPECT_EQ(put->status, 413);
-    expectAlive();
+    EXPECT_NE(s.call("/project/get3drecordinfo.action")->body.find("\"recordinfo\":\"{\\\"kept\\\":1}\""),
+              std::string::npos);
+    EXPECT_EQ(errorIdOf(s.call("/project/getcamera.action")->body), 0);
     // Right below the limit still goes through.
-    const std::string fits = service.common() + "&postion=" + std::string(60000, 'z');
-    EXPECT_EQ(errorId(client.Post("/project/save3drecord.action", fits, "application/x-www-form-urlencoded")->body), 0);
+    EXPECT_EQ(errorIdOf(s.save("/project/save3drecord.action", common + "&postion=" + std::string(60000, 'z'))->body), 0);
+
+    // A record stored before the check existed still comes back as valid UTF-8 JSON.
+    s.service.sql("UPDATE records SET recordinfo = CAST('ab\xFF' AS BLOB)");
+    const auto old = s.call("/project/get3drecordinfo.action");
+    ASSERT_TRUE(old);
+    EXPECT_EQ(errorIdOf(old->body), 0);
+    EXPECT_NE(old->body.find("ab\xEF\xBF\xBD"), std::string::npos);
 }
 
-TEST_F(Service, UploadsNeedAnAnnouncedTicket)
-{
-    EXPECT_EQ(client.Put("/storage/put?ticket=..%2Fservice.db", "x", "application/octet-stream")->status, 404);
-    EXPECT_EQ(client.Put("/storage/put", "x", "application/octet-stream")->status, 404);
-    const auto confirm = client.Get(("/project/uploadshoticonfinished.action?" + service.common() +
-                                     "&md5=0123456789abcdef0123456789abcdef&filename=a.png")
-                                        .c_str());
-    EXPECT_EQ(errorId(confirm->body), 4);
-    EXPECT_EQ(errorId(client.Get(("/project/getshoticonuploadurl.action?" + service.common() + "&md5=xyz").c_str())->body),
-              1);
-    EXPECT_GT(errorId(client.Get(("/project/downshoticon.action?" + service.common() + "&path=..%2Fservice.db").c_str())->body),
-              0);
-    expectAlive();
-}
-
-TEST(ServiceCommandLine, ClearErrors)
+TEST(Service, TheLogCannotBeForged)
 {
     VeldaTest::TempDir dir;
-    VeldaTest::ProcessResult r = VeldaTest::runProcess({VELDA_SERVICE_PATH, "serve", "--data", dir.file("none")});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("velda-service init"), std::string::npos);
-    ASSERT_EQ(VeldaTest::runProcess({VELDA_SERVICE_PATH, "init", "--data", dir.file("d")}).exitCode, 0);
-    r = VeldaTest::runProcess({VELDA_SERVICE_PATH, "project", "--data", dir.file("d"), "--id", "1", "--folder", dir.path()});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("no index file"), std::string::npos);
-    r = VeldaTest::runProcess({VELDA_SERVICE_PATH, "user", "--data", dir.file("d"), "--qemid", "x"});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(VeldaTest::runProcess({VELDA_SERVICE_PATH, "frobnicate", "--data", dir.file("d")}).exitCode, 2);
+    const std::string log = dir.file("service.log");
+    Served s({}, log);
+    ASSERT_TRUE(s.client.Get("/project/x%0Aforged%20line%0D%1B[31m\\"));
+    ASSERT_TRUE(s.call("/project/get3drecordinfo.action"));
+    // The line of the second call ends the wait: the first was written before it.
+    const auto deadline = Clock::now() + std::chrono::seconds(30);
+    while (VeldaTest::fileText(log).find("get3drecordinfo") == std::string::npos && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const std::string text = VeldaTest::fileText(log);
+    EXPECT_NE(text.find("GET /project/x\\x0Aforged line\\x0D\\x1B[31m\\x5C 404 "), std::string::npos) << text;
+    EXPECT_EQ(text.find("\nforged"), std::string::npos);
+    EXPECT_EQ(text.find("sign-1"), std::string::npos);  // queries stay out of the log
+}
+
+TEST(Service, SecretsStaySecret)
+{
+    Served s;
+    struct stat st;
+    ASSERT_EQ(stat(s.service.dataFolder().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+    ASSERT_EQ(stat((s.service.dataFolder() + "/service.db").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+
+    const std::vector<std::string> signs = s.service.sql("SELECT sign FROM users");
+    ASSERT_EQ(signs.size(), 1u);
+    EXPECT_EQ(signs[0].compare(0, 7, "sha256:"), 0);
+    EXPECT_EQ(signs[0].find("sign-1"), std::string::npos);
+
+    // Tickets: 128 bits, never twice.
+    std::set<std::string> tickets;
+    for (int i = 0; i < 20; ++i) {
+        const auto r = s.call("/project/getshoticonuploadurl.action", "&md5=0123456789abcdef0123456789abcdef");
+        ASSERT_TRUE(r);
+        const std::string ticket = r->body.substr(r->body.find("ticket=") + 7, 32);
+        EXPECT_EQ(ticket.find_first_not_of("0123456789abcdef"), std::string::npos);
+        tickets.insert(ticket);
+    }
+    EXPECT_EQ(tickets.size(), 20u);
+
+    // A sign from standard input, never on the command line.
+    std::string err;
+    ASSERT_EQ(s.service.admin("user", {"--qemid", "1001", "--name", "张三", "--sign", "-"}, &err, "from-stdin\n"), 0) << err;
+    EXPECT_EQ(errorIdOf(s.call("/project/get3drecordinfo.action")->body), 2);
+    EXPECT_EQ(errorIdOf(s.call("/project/get3drecordinfo.action", "", "from-stdin")->body), 0);
+}
+
+TEST(Service, UnconfirmedUploadsExpireAndHistoryIsBounded)
+{
+    Served s({"--ticket-lifetime", "1", "--history-bytes", "10000"});
+    const std::string md5 = "&md5=9e107d9d372bb6826bd81d3542a419d6";
+    const auto url = s.call("/project/getshoticonuploadurl.action", md5);
+    ASSERT_TRUE(url);
+    const std::string put = url->body.substr(url->body.find("/storage/put"));
+    const std::string target = put.substr(0, put.find('"'));
+    const std::string file = s.service.dataFolder() + "/uploads/" + target.substr(target.find("ticket=") + 7);
+    ASSERT_EQ(s.client.Put(target.c_str(), "The quick brown fox jumps over the lazy dog", "application/octet-stream")->status,
+              200);
+    EXPECT_TRUE(VeldaTest::exists(file));
+
+    const auto deadline = Clock::now() + std::chrono::seconds(30);
+    while (VeldaTest::exists(file) && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(VeldaTest::exists(file));
+    EXPECT_EQ(s.client.Put(target.c_str(), "again", "application/octet-stream")->status, 404);
+    EXPECT_EQ(errorIdOf(s.call("/project/uploadshoticonfinished.action", md5)->body), 4);
+    EXPECT_TRUE(s.service.sql("SELECT ticket FROM uploads").empty());
+
+    // 30 saves of 1000 bytes against a bound of 10000.
+    for (int i = 0; i < 30; ++i) {
+        const std::string record = "{\"save\":" + std::to_string(100 + i) + ",\"pad\":\"" + std::string(976, 'p') + "\"}";
+        ASSERT_EQ(errorIdOf(s.save("/project/save3drecord.action", s.service.common() + "&postion=" + record)->body), 0);
+    }
+    const std::vector<std::string> history = s.service.sql("SELECT recordinfo FROM record_history ORDER BY id");
+    size_t bytes = 0;
+    for (const std::string& h : history)
+        bytes += h.size();
+    EXPECT_LE(bytes, 10000u);
+    ASSERT_GE(history.size(), 5u);
+    EXPECT_NE(history.back().find("\"save\":129"), std::string::npos);  // the newest is kept
+}
+
+TEST(Service, SlowClientsCannotStarveTheOthers)
+{
+    ServiceHarness service({"--request-deadline", "3", "--max-per-client", "32"});
+    const std::string base = service.url();
+
+    // 200 connections from another address of the loopback, each sending
+    // its request one byte every two seconds.
+    const int slowCount = 200;
+    std::vector<int> slow;
+    for (int i = 0; i < slowCount; ++i) {
+        const int s = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_GE(s, 0);
+        sockaddr_in from{}, to{};
+        from.sin_family = to.sin_family = AF_INET;
+        inet_pton(AF_INET, "127.0.0.2", &from.sin_addr);
+        inet_pton(AF_INET, "127.0.0.1", &to.sin_addr);
+        to.sin_port = htons(static_cast<uint16_t>(std::stoi(base.substr(base.rfind(':') + 1))));
+        ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&from), sizeof from), 0);
+        ASSERT_EQ(connect(s, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
+        slow.push_back(s);
+    }
+    std::atomic<bool> stop{false};
+    std::thread trickle([&] {
+        const std::string request = "GET /project/get3drecordinfo.action?" + service.common() + " HTTP/1.1\r\n";
+        for (size_t at = 0; !stop && at < request.size(); ++at) {
+            for (int s : slow)
+                send(s, &request[at], 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            for (int i = 0; i < 20 && !stop; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    });
+
+    // Normal calls from 127.0.0.1 meanwhile, each on a new connection.
+    double worst = 0;
+    for (int call = 0; call < 8; ++call) {
+        httplib::Client client(base);
+        client.set_connection_timeout(5);
+        client.set_read_timeout(10);
+        const auto t0 = Clock::now();
+        const auto r = client.Get(("/project/getthreedimensionsdis.action?" + service.common()).c_str());
+        const double ms = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+        worst = std::max(worst, ms);
+        ASSERT_TRUE(r);
+        EXPECT_EQ(errorIdOf(r->body), 0);
+        EXPECT_LT(ms, 1000.0) << "call " << call;
+        std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    }
+
+    // By now every slow connection was refused or passed its deadline.
+    int closed = 0;
+    std::vector<bool> done(slow.size(), false);
+    const auto deadline = Clock::now() + std::chrono::seconds(30);
+    while (closed < slowCount && Clock::now() < deadline) {
+        for (size_t i = 0; i < slow.size(); ++i) {
+            char buffer[4096];
+            const ssize_t n = done[i] ? -1 : recv(slow[i], buffer, sizeof buffer, MSG_DONTWAIT);
+            if (!done[i] && (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK))) {
+                done[i] = true;
+                ++closed;
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    stop = true;
+    trickle.join();
+    for (int s : slow)
+        close(s);
+    std::printf("slow: %d slow connections; normal calls answered in at most %.1f ms; %d slow connections closed\n",
+                slowCount, worst, closed);
+    EXPECT_EQ(closed, slowCount);
+}
+
+TEST(Service, CommandLineAnswersClearly)
+{
+    VeldaTest::TempDir dir;
+    ServiceHarness service;
+    const std::string d = dir.file("d"), port = service.url().substr(service.url().rfind(':') + 1);
+    const struct {
+        std::vector<std::string> args;
+        int code;
+        const char* says;
+    } cases[] = {
+        {{}, 2, "usage:"},
+        {{"serve", "--data", dir.path(), "--bogus"}, 2, "usage:"},
+        {{"serve", "--data", dir.path(), "--threads", "many"}, 2, "usage:"},
+        {{"serve", "--data", dir.file("none")}, 1, "velda-service init"},
+        {{"init", "--data", d}, 0, ""},
+        {{"project", "--data", d, "--id", "1", "--folder", dir.path()}, 1, "no index file"},
+        {{"user", "--data", d, "--qemid", "x"}, 1, "--qemid"},
+        {{"frobnicate", "--data", d}, 2, "usage:"},
+        {{"serve", "--data", service.dataFolder(), "--port", port, "--quiet"}, 1, "the port is in use"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = c.args;
+        args.insert(args.begin(), VELDA_SERVICE_PATH);
+        const VeldaTest::ProcessResult r = VeldaTest::runProcess(args);
+        EXPECT_EQ(r.exitCode, c.code) << args.size() << " " << r.err;
+        EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+    }
 }
