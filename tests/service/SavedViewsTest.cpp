@@ -1,11 +1,11 @@
-// The saved views' persistent forms: the record JSON in both directions, the
-// camera script, and the thumbnails' way to the service and back.
+// The saved views' persistent forms (the record JSON in both directions, the
+// camera script, the thumbnails) and the web calls that carry them.
 #include "Common/GraphicsContext.h"
+#include "jobs/FileHelpers.h"
 #include "service/SavedViews.h"
 #include "service/WebService.h"
 
 #include "LocalServer.h"
-#include "Process.h"
 #include "ServiceHarness.h"
 #include "TempDir.h"
 
@@ -17,13 +17,13 @@
 #include <QImage>
 
 #include <atomic>
-#include <cmath>
 #include <limits>
 #include <memory>
 #include <stdexcept>
 
 using namespace VeldaClient;
 using VeldaTest::ScopedEnv;
+using VeldaTest::exists;
 
 namespace {
 
@@ -67,8 +67,7 @@ private:
     template <typename T>
     void change(T& field, const T& value)
     {
-        if (!(field == value))
-            changed_ = true;
+        changed_ = changed_ || !(field == value);
         field = value;
     }
     int n_;
@@ -136,23 +135,64 @@ rapidjson::Document parse(const std::string& text)
     return d;
 }
 
+// What a call throws; "no failure" when it throws nothing.
+template <typename Call>
+std::string failureOf(Call call)
+{
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "no failure";
+}
+
 // A signed-in session, and a temp folder of the test's own.
 class SavedViews : public ::testing::Test {
 protected:
-    SavedViews()
-        : session("QEM_SESSION", dir.file("session.json")), temp("TMPDIR", dir.path())
+    SavedViews() : session("QEM_SESSION", dir.file("session.json")), temp("TMPDIR", dir.path())
     {
         GraphicsContext::destroyInstance();
-        EXPECT_EQ(VeldaTest::runProcess({QEM_CLIENT_PATH, "login", "--project", "7", "--user", "1001", "--name",
-                                         "张三", "--sign", "sign-1"})
-                      .exitCode,
-                  0);
+        EXPECT_TRUE(VeldaTest::ServiceHarness::signIn());
     }
     ~SavedViews() override { GraphicsContext::destroyInstance(); }
 
     VeldaTest::TempDir dir;
     ScopedEnv session;
     ScopedEnv temp;
+};
+
+// A storage and confirmation service that counts its uploads and
+// misbehaves on request. Without headers of the test's choosing the PUT
+// answers with the body's MD5 as the ETag, as a store does.
+class FakeStorage {
+public:
+    FakeStorage()
+    {
+        server.http.Get("/project/getshoticonuploadurl.action", [this](const httplib::Request&, httplib::Response& res) {
+            res.set_content(addressReply.empty() ? "{\"uploadurl\":\"" + server.url() + "/put\"}" : addressReply,
+                            "application/json");
+        });
+        server.http.Put("/put", [this](const httplib::Request& req, httplib::Response& res) {
+            ++uploads;
+            const QByteArray digest =
+                QCryptographicHash::hash(QByteArray::fromStdString(req.body), QCryptographicHash::Md5).toHex().toUpper();
+            if (headers.empty())
+                res.set_header("ETag", "\"" + digest.toStdString() + "\"");
+            for (const auto& h : headers)
+                res.set_header(h.first.c_str(), h.second);
+        });
+        server.http.Get("/project/uploadshoticonfinished.action", [this](const httplib::Request& req, httplib::Response& res) {
+            res.set_content(confirmReply.empty() ? "{\"errorid\":0,\"path\":\"" + req.get_param_value("md5") + ".png\"}"
+                                                 : confirmReply,
+                            "application/json");
+        });
+        server.start();
+    }
+    std::atomic<int> uploads{0};
+    std::string addressReply, confirmReply;
+    std::vector<std::pair<std::string, std::string>> headers;
+    VeldaTest::LocalServer server;  // last: it stops before what its handlers use goes
 };
 
 const char* const kScriptHead = "select (for c in cameras collect c)\n"
@@ -162,24 +202,18 @@ const char* const kScriptHead = "select (for c in cameras collect c)\n"
 
 } // namespace
 
-TEST_F(SavedViews, AnEmptyGalleryIsAnEmptyRecordAndTheScriptHead)
+TEST_F(SavedViews, TheScriptIsItsHeadAndALinePerViewOfSixSignificantDigits)
 {
     TestGallery gallery;
     EXPECT_EQ(serializeAllViews(&gallery), "{}");
     EXPECT_EQ(exportViewsScript(&gallery), kScriptHead);
-    EXPECT_EQ(serializeAllViews(nullptr), "");
-    EXPECT_EQ(exportViewsScript(nullptr), "");
-    EXPECT_EQ(serializeView(nullptr), "");
-    EXPECT_EQ(viewScriptLine(nullptr), "");
+    EXPECT_EQ(serializeAllViews(nullptr) + exportViewsScript(nullptr) + serializeView(nullptr) + viewScriptLine(nullptr),
+              "");  // nothing for nothing
     // A place with data but no picture flag is no view.
     gallery.at(4).setTarget(Velda::Vector3(1, 1, 1));
     EXPECT_EQ(serializeAllViews(&gallery), "{}");
     EXPECT_EQ(captureViewThumbnail(&gallery.at(4)), "");
-}
 
-TEST_F(SavedViews, ScriptLinesKeepSixSignificantDigits)
-{
-    TestGallery gallery;
     fill(gallery.at(3), Velda::Vector3(1234567.0f, -0.5f, 2.0f), qRgb(200, 0, 0));
     fill(gallery.at(7), Velda::Vector3(0.000012345678f, 10.0f, 1e-9f), qRgb(0, 200, 0));
     const std::string line3 =
@@ -194,11 +228,9 @@ TEST_F(SavedViews, ScriptLinesKeepSixSignificantDigits)
 
 TEST_F(SavedViews, AViewGoesToJsonAndComesBackWhole)
 {
-    TestGallery gallery;
-    TestSlot& view = gallery.at(2);
+    TestSlot view(2);
     fill(view, Velda::Vector3(4, -5, 6), qRgb(10, 20, 30));
     view.setChanged(false);  // as after a save: nothing to upload
-    view.setImg("");
     const std::string json = serializeView(&view);
     const rapidjson::Document d = parse(json);
     ASSERT_TRUE(d.IsObject()) << json;
@@ -215,22 +247,12 @@ TEST_F(SavedViews, AViewGoesToJsonAndComesBackWhole)
     EXPECT_DOUBLE_EQ(d["12"].GetDouble(), 4.0);
     EXPECT_EQ(std::string(d["lstUser"].GetString()), "张三");
 
+    // Every member comes back. Without "img" the camera is there, the
+    // picture not, and the place counts as an unchanged view.
     TestSlot back(2);
     restoreView(&back, json);
-    Velda::Camera was = view.camera();
-    Velda::Camera is = back.camera();
-    EXPECT_EQ(is.getTransform(), was.getTransform());
-    EXPECT_NEAR(is.getFov(), was.getFov(), 1e-6);
-    EXPECT_EQ(is.getNear(), 0.1f);
-    EXPECT_EQ(is.getFar(), 1000.0f);
-    EXPECT_EQ(is.getProjectionType(), static_cast<int32_t>(Velda::Camera::kPerspective));
-    EXPECT_EQ(back.target(), Velda::Vector3(1, 2, 3));
-    EXPECT_EQ(back.lr(), 5.5f);
-    EXPECT_EQ(back.tr(), 2.25f);
-    EXPECT_EQ(back.user(), L"张三");
-    EXPECT_EQ(back.qemidText(), "1001");
-    EXPECT_EQ(back.time(), "2026-11-22 09:15");
-    // Without "img" the camera is there, the picture not, and the place counts as a view.
+    EXPECT_EQ(back.camera().getTransform(), view.camera().getTransform());
+    EXPECT_EQ(serializeView(&back), json);
     EXPECT_TRUE(back.hasImage());
     EXPECT_TRUE(back.picture().isNull());
     EXPECT_FALSE(back.changed());
@@ -287,74 +309,56 @@ TEST_F(SavedViews, BrokenRecordsRestoreNothing)
         EXPECT_FALSE(gallery.at(n).hasImage()) << n;
 }
 
-TEST_F(SavedViews, ThumbnailsGoUpOnceAndComeBackUnchanged)
+TEST_F(SavedViews, RecordsScriptsAndThumbnailsComeBackFromTheService)
 {
     VeldaTest::ServiceHarness service;
     ScopedEnv url("QEM_SERVICE_URL", service.url());
+    EXPECT_EQ(WebService::commonQuery(), "projectid=7&qemid=1001&sign=sign-1");
+    EXPECT_EQ(WebService::readRecordInfo(), "");  // nothing saved yet
+
+    // Texts go out unescaped and come back byte for byte.
+    const std::string record =
+        R"({"1":"{\"0\":1.0,\"lstUser\":\"张三\",\"img\":\"a+b%20c.png\"}","2":"x=1&y=2+3%","名":"水 面"})";
+    WebService::saveRecord(record);
+    EXPECT_EQ(WebService::readRecordInfo(), record);
+    WebService::saveRecord("");  // an empty text is not sent
+    EXPECT_EQ(WebService::readRecordInfo(), record);
+    const std::string script =
+        "select (for c in cameras collect c)\nTargetcamera name: \"QEMCam1\" fov:45 pos:[1,2,3] a+b=c&d%25 水\n";
+    WebService::saveCameras(script);
+    const rapidjson::Document cameras = parse(WebService::readCameras());
+    ASSERT_TRUE(cameras.IsObject());
+    EXPECT_EQ(std::string(cameras["camerainfo"].GetString(), cameras["camerainfo"].GetStringLength()), script);
+
+    // Each picture goes up, named by its MD5, and comes back unchanged.
     TestGallery gallery;
     fill(gallery.at(1), Velda::Vector3(1, 2, 3), qRgb(200, 40, 40));
     fill(gallery.at(4), Velda::Vector3(-1, 0, 9), qRgb(40, 40, 200));
-
-    const std::string record = serializeAllViews(&gallery);
-    const std::string md5 = gallery.at(1).md5();
-    ASSERT_EQ(md5.size(), 32u);
-    EXPECT_EQ(gallery.at(1).img(), md5 + ".png");
-    EXPECT_EQ(gallery.at(4).img(), gallery.at(4).md5() + ".png");
+    WebService::saveRecord(serializeAllViews(&gallery));
     EXPECT_NE(gallery.at(1).md5(), gallery.at(4).md5());
-    const rapidjson::Document d = parse(record);
-    ASSERT_TRUE(d.IsObject()) << record;
-    EXPECT_EQ(d.MemberCount(), 2u);
-    EXPECT_EQ(parse(d["4"].GetString())["img"].GetString(), gallery.at(4).img());
-
-    // Still flagged but the same picture: the temp file's MD5 matches, no upload.
-    EXPECT_TRUE(gallery.at(1).changed());
-    EXPECT_EQ(captureViewThumbnail(&gallery.at(1)), "");
-    EXPECT_TRUE(VeldaTest::exists(dir.file("7.thumbnail.1.png")));  // kept, as it was not sent
-
-    WebService::saveRecord(record);
+    EXPECT_FALSE(exists(dir.file("7.thumbnail.4.png")));  // removed once sent
     TestGallery reopened;
     applySavedViews(&reopened, WebService::readRecordInfo());
     for (int n : {1, 4}) {
         TestSlot& view = reopened.at(n);
         EXPECT_TRUE(view.hasImage());
         EXPECT_FALSE(view.changed());
+        ASSERT_EQ(view.md5().size(), 32u);
         EXPECT_EQ(view.md5(), gallery.at(n).md5());
-        EXPECT_EQ(view.img(), gallery.at(n).img());
+        EXPECT_EQ(view.img(), view.md5() + ".png");
         EXPECT_EQ(view.picture().convertToFormat(QImage::Format_RGB32),
                   gallery.at(n).picture().convertToFormat(QImage::Format_RGB32));
-        EXPECT_FALSE(VeldaTest::exists(dir.file(view.img())));  // the download is removed
+        EXPECT_FALSE(exists(dir.file(view.img())));  // the download is removed
     }
     EXPECT_FALSE(reopened.at(2).hasImage());
+    EXPECT_EQ(WebService::uploadThumbnail(""), "");
+    EXPECT_EQ(WebService::downloadThumbnail(""), "");
+    EXPECT_EQ(WebService::downloadThumbnail("../escape.png"), "");  // never outside the temp folder
 }
-
-// A storage that counts its uploads and can refuse them once.
-class CountingStorage {
-public:
-    CountingStorage()
-    {
-        server.http.Get("/project/getshoticonuploadurl.action", [this](const httplib::Request&, httplib::Response& res) {
-            res.set_content("{\"uploadurl\":\"" + server.url() + "/put\"}", "application/json");
-        });
-        server.http.Put("/put", [this](const httplib::Request& req, httplib::Response& res) {
-            ++uploads;
-            const QByteArray digest =
-                QCryptographicHash::hash(QByteArray::fromStdString(req.body), QCryptographicHash::Md5).toHex();
-            res.set_header("ETag", refuse ? "\"0\"" : "\"" + digest.toUpper().toStdString() + "\"");
-            refuse = false;
-        });
-        server.http.Get("/project/uploadshoticonfinished.action", [](const httplib::Request& req, httplib::Response& res) {
-            res.set_content("{\"errorid\":0,\"path\":\"" + req.get_param_value("md5") + ".png\"}", "application/json");
-        });
-        server.start();
-    }
-    VeldaTest::LocalServer server;
-    std::atomic<int> uploads{0};
-    std::atomic<bool> refuse{false};
-};
 
 TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
 {
-    CountingStorage storage;
+    FakeStorage storage;
     ScopedEnv url("QEM_SERVICE_URL", storage.server.url());
     TestGallery gallery;
     fill(gallery.at(6), Velda::Vector3(1, 1, 1), qRgb(90, 90, 90));
@@ -366,26 +370,56 @@ TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
 
     // A refused upload abandons the save; the next save tries the picture again.
     gallery.at(6).setPicture(picture(qRgb(10, 200, 10)));
-    storage.refuse = true;
-    EXPECT_THROW(serializeAllViews(&gallery), std::runtime_error);
+    storage.headers = {{"ETag", "\"0\""}};
+    EXPECT_EQ(failureOf([&] { serializeAllViews(&gallery); }), "MD5校验失败!");
     EXPECT_EQ(storage.uploads, 2);
     EXPECT_TRUE(gallery.at(6).changed());
+    storage.headers.clear();
     const std::string record = serializeAllViews(&gallery);
     EXPECT_EQ(storage.uploads, 3);
     EXPECT_EQ(gallery.at(6).img(), gallery.at(6).md5() + ".png");
     EXPECT_NE(record.find(gallery.at(6).img()), std::string::npos);
-}
 
-TEST_F(SavedViews, AnUnwritableThumbnailStopsTheSave)
-{
     // A folder in the file's place: no writer gets past it, root included.
     QDir().mkpath(QString::fromStdString(dir.file("7.thumbnail.2.png")));
-    TestSlot view(2);
-    fill(view, Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
-    try {
-        captureViewThumbnail(&view);
-        FAIL() << "no failure";
-    } catch (const std::exception& e) {
-        EXPECT_STREQ(e.what(), "保存文件失败!");
-    }
+    fill(gallery.at(2), Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
+    EXPECT_EQ(failureOf([&] { captureViewThumbnail(&gallery.at(2)); }), "保存文件失败!");
+}
+
+TEST_F(SavedViews, UploadRefusalsCarryTheirTexts)
+{
+    FakeStorage fake;
+    ScopedEnv url("QEM_SERVICE_URL", fake.server.url());
+    const std::string local = dir.file("7.thumbnail.9.png");
+    // The failure's text, or "path " and what the upload gave.
+    const auto upload = [&] {
+        Velda::writeTextFile(local, "picture");
+        std::string path;
+        const std::string failure = failureOf([&] { path = WebService::uploadThumbnail(local); });
+        return failure == "no failure" ? "path " + path : failure;
+    };
+    const std::string upper = QCryptographicHash::hash("picture", QCryptographicHash::Md5).toHex().toUpper().toStdString();
+
+    fake.headers = {{"X-Other", "1"}};
+    EXPECT_EQ(upload(), "ETag返回失败!");
+    fake.headers = {{"ETag", "\"0123456789ABCDEF0123456789ABCDEF\""}};
+    EXPECT_EQ(upload(), "MD5校验失败!");
+    EXPECT_TRUE(exists(local));  // a refused upload leaves the file
+    // The check is a plain search through all headers.
+    fake.headers = {{"ETag", "\"wrong\""}, {"X-Checksum", upper}};
+    fake.confirmReply = "{\"errorid\":5,\"errmsg\":\"磁盘已满\"}";
+    EXPECT_EQ(upload(), "保存缩略图失败! 磁盘已满");
+    EXPECT_FALSE(exists(local));  // removed before the confirmation failed
+    fake.confirmReply = "not an object";
+    EXPECT_EQ(upload(), "path ");
+    fake.confirmReply = "{\"errorid\":9}";
+    EXPECT_EQ(upload(), "{\"errorid\":9}");
+
+    fake.addressReply = "{\"errorid\":3,\"errmsg\":\"没有权限\"}";
+    EXPECT_EQ(upload(), "获取上传缩略图地址失败! 没有权限");
+    fake.addressReply = "{\"errorid\":3}";
+    EXPECT_EQ(upload(), "获取上传缩略图地址失败!");
+    fake.addressReply = "[]";
+    EXPECT_EQ(upload(), "path ");
+    EXPECT_FALSE(exists(local));  // a reply that is no object removes the file
 }
