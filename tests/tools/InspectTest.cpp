@@ -54,21 +54,17 @@ TEST_F(Inspect, Index)
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const rapidjson::Document d = json(r);
     EXPECT_STREQ(d["kind"].GetString(), "index");
-    EXPECT_EQ(d["version"].GetInt(), 3);
     EXPECT_EQ(d["unit"].GetInt(), 1000);
     EXPECT_EQ(d["materialFiles"].Size(), 2u);
     EXPECT_STREQ(d["meshFiles"][0].GetString(), "1");
     EXPECT_EQ(d["objectCount"].GetInt(), 4);
     EXPECT_EQ(d["bounds"]["max"][2].GetDouble(), 6.0);
-    const auto& objects = d["objects"];
-    ASSERT_EQ(objects.Size(), 3u);
-    const auto& wall = objects[1];
-    EXPECT_EQ(wall["id"].GetInt(), 7);
+    ASSERT_EQ(d["objects"].Size(), 3u);
+    const auto& wall = d["objects"][1];
     EXPECT_STREQ(wall["name"].GetString(), "墙 wall");
     EXPECT_TRUE(wall["castShadow"].GetBool());
     ASSERT_EQ(wall["matrix"].Size(), 16u);
     EXPECT_EQ(wall["matrix"][12].GetDouble(), 10.0);
-    EXPECT_EQ(wall["matrix"][15].GetDouble(), 1.0);
     EXPECT_STREQ(wall["surfaces"][1]["name"].GetString(), "面 1");
     EXPECT_EQ(wall["surfaces"][1]["meshId"].GetInt(), 11);
 }
@@ -110,25 +106,24 @@ TEST_F(Inspect, BundleAndDocument)
 
 TEST_F(Inspect, ClearErrors)
 {
-    ProcessResult r = inspect({dir.file("index")});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_TRUE(r.out.empty());
-    EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;  // one line
-    EXPECT_NE(r.err.find("No such file"), std::string::npos);
-
-    r = inspect({put("notes.txt", {1, 2, 3})});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("--doc"), std::string::npos);
-
-    r = inspect({put("index", {1, 2, 3, 4, 5, 6})});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("资源索引解析失败!"), std::string::npos);
-
-    // A bundle that claims more documents than it holds: what parsed, then the error.
-    std::vector<unsigned char> bundle = VeldaTest::sampleBundleFile();
-    bundle[0] = 4;
-    r = inspect({put("1.mt", bundle)});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(json(r)["trees"].Size(), 3u);
-    EXPECT_NE(r.err.find("document 3"), std::string::npos);
+    std::vector<unsigned char> shortBundle = VeldaTest::sampleBundleFile();
+    shortBundle[0] = 4;  // claims more documents than it holds
+    const struct {
+        std::string path, says;
+    } cases[] = {
+        {dir.file("none/index"), "No such file"},
+        {put("notes.txt", {1, 2, 3}), "--doc"},
+        {put("index", {1, 2, 3, 4, 5, 6}), "资源索引解析失败!"},
+        {put("1.mt", shortBundle), "document 3"},
+    };
+    for (const auto& c : cases) {
+        const ProcessResult r = inspect({c.path});
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;  // one line
+        EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+        if (c.says == "document 3")
+            EXPECT_EQ(json(r)["trees"].Size(), 3u);  // what parsed, then the error
+        else
+            EXPECT_TRUE(r.out.empty());
+    }
 }

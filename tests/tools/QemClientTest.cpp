@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 using namespace VeldaClient;
-using VeldaTest::runProcess;
 
 namespace {
 
@@ -21,7 +20,12 @@ protected:
     VeldaTest::ProcessResult client(std::vector<std::string> args)
     {
         args.insert(args.begin(), QEM_CLIENT_PATH);
-        return runProcess(args);
+        return VeldaTest::runProcess(args);
+    }
+    int login(const std::string& name, const std::string& sign, const std::string& handle = "4242")
+    {
+        return client({"login", "--project", "7", "--user", "1001", "--name", name, "--sign", sign, "--handle", handle})
+            .exitCode;
     }
     UserSignInfo user()
     {
@@ -29,6 +33,7 @@ protected:
         EXPECT_TRUE(QemDllImport::readUserSignInfo(0, info));
         return info;
     }
+    std::wstring sign() { return Velda::utf16ToWide(user().signText, 128); }
 
     VeldaTest::TempDir dir;
     std::string session;
@@ -45,27 +50,23 @@ TEST_F(QemClient, SessionDrivesTheSignModule)
     EXPECT_EQ(QemDllImport::clientState(0), kClientGone);
     EXPECT_EQ(client({"renew"}).exitCode, 1);
 
-    ASSERT_EQ(client({"login", "--project", "7", "--user", "1001", "--name", "张三 Zhang", "--sign", "s1",
-                      "--handle", "4242"})
-                  .exitCode,
-              0);
+    ASSERT_EQ(login("张三 Zhang", "s1"), 0);
     EXPECT_TRUE(QemDllImport::isModuleReady());
     ProjectInfoOut project;
     ASSERT_TRUE(QemDllImport::readProjectInfo(project));
     EXPECT_EQ(project.projectId, 7);
-    UserSignInfo info = user();
-    EXPECT_EQ(info.qemid, 1001);
-    EXPECT_EQ(Velda::utf16ToWide(info.userName, 50), L"张三 Zhang");
-    EXPECT_EQ(Velda::utf16ToWide(info.signText, 128), L"s1");
+    EXPECT_EQ(user().qemid, 1001);
+    EXPECT_EQ(Velda::utf16ToWide(user().userName, 50), L"张三 Zhang");
+    EXPECT_EQ(sign(), L"s1");
     EXPECT_EQ(QemDllImport::msgHandle(1001), 4242);
     EXPECT_EQ(QemDllImport::clientState(1001), kClientOnline);
 
     // Read anew at every call: a renewed sign is there at once.
     const VeldaTest::ProcessResult renewed = client({"renew"});
     ASSERT_EQ(renewed.exitCode, 0);
-    EXPECT_EQ(Velda::utf16ToWide(user().signText, 128), Velda::utf8ToWide(renewed.out.substr(0, 32)));
+    EXPECT_EQ(sign(), Velda::utf8ToWide(renewed.out.substr(0, 32)));
     ASSERT_EQ(client({"renew", "--sign", "s2"}).exitCode, 0);
-    EXPECT_EQ(Velda::utf16ToWide(user().signText, 128), L"s2");
+    EXPECT_EQ(sign(), L"s2");
     EXPECT_NE(client({"status"}).out.find("state 1"), std::string::npos);
 
     ASSERT_EQ(client({"logout"}).exitCode, 0);
@@ -75,23 +76,18 @@ TEST_F(QemClient, SessionDrivesTheSignModule)
     EXPECT_EQ(QemDllImport::clientState(1001), kClientGone);
     EXPECT_FALSE(QemDllImport::isModuleReady());
 
-    Velda::writeTextFile(session, "{\"ready\": false, \"state\": 1}");
-    EXPECT_FALSE(QemDllImport::isModuleReady());
-    Velda::writeTextFile(session, "not json");
-    EXPECT_FALSE(QemDllImport::isModuleReady());
+    for (const char* broken : {"{\"ready\": false, \"state\": 1}", "not json"}) {
+        Velda::writeTextFile(session, broken);
+        EXPECT_FALSE(QemDllImport::isModuleReady()) << broken;
+    }
     EXPECT_EQ(client({"login", "--project", "x"}).exitCode, 1);
 }
 
 TEST_F(QemClient, LongTextsAreCutToTheirFields)
 {
-    const std::string longName(80, 'n');
-    const std::string longSign(300, 's');
-    ASSERT_EQ(client({"login", "--project", "1", "--user", "2", "--name", longName + "水", "--sign", longSign})
-                  .exitCode,
-              0);
-    const UserSignInfo info = user();
-    EXPECT_EQ(Velda::utf16ToWide(info.userName, 50), std::wstring(49, L'n'));
-    EXPECT_EQ(Velda::utf16ToWide(info.signText, 128), std::wstring(127, L's'));
+    ASSERT_EQ(login(std::string(80, 'n') + "水", std::string(300, 's')), 0);
+    EXPECT_EQ(Velda::utf16ToWide(user().userName, 50), std::wstring(49, L'n'));
+    EXPECT_EQ(sign(), std::wstring(127, L's'));
     // Taken up to the first zero unit, not by the width of the field.
     UserSignInfo padded{};
     padded.userName[0] = u'a';
@@ -101,9 +97,7 @@ TEST_F(QemClient, LongTextsAreCutToTheirFields)
 
 TEST_F(QemClient, ListensForTheViewersMessages)
 {
-    ASSERT_EQ(client({"login", "--project", "7", "--user", "1001", "--name", "n", "--sign", "s", "--handle", "77"})
-                  .exitCode,
-              0);
+    ASSERT_EQ(login("n", "s", "77"), 0);
     EXPECT_FALSE(postClientMessage(77, 5069, 5, 0));  // nobody listens yet: fails silently
     EXPECT_FALSE(postClientMessage(0, 5069, 5, 0));
     VeldaTest::BackgroundProcess listener({QEM_CLIENT_PATH, "listen", "--count", "2"});
@@ -123,9 +117,7 @@ TEST_F(QemClient, AFreshHomeAndABadCommandLine)
     // No application data folder yet, and no session path of its own.
     VeldaTest::ScopedEnv noSession("QEM_SESSION", "");
     VeldaTest::ScopedEnv appData("APPDATA", dir.file("new user/AppData"));
-    const VeldaTest::ProcessResult login =
-        client({"login", "--project", "7", "--user", "1001", "--name", "n", "--sign", "s"});
-    EXPECT_EQ(login.exitCode, 0) << login.err;
+    ASSERT_EQ(login("n", "s"), 0);
     EXPECT_TRUE(VeldaTest::exists(dir.file("new user/AppData/Qem Files/session.json")));
     EXPECT_EQ(client({"status"}).exitCode, 0);
 
