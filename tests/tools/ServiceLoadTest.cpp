@@ -11,13 +11,14 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <thread>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+const char* const kForm = "application/x-www-form-urlencoded";
 
 bool answeredOk(const httplib::Result& r)
 {
@@ -34,52 +35,45 @@ struct LoadFigures {
 // saves and project files, every one of which must answer correctly.
 LoadFigures runLoad(const VeldaTest::ServiceHarness& service)
 {
-    const std::string filePath = service.filePath("texs%2Fbrick%20wall%20%E6%B0%B4.jpg");
-    const int clients = 16, callsEach = 1250;
+    const std::string file = service.filePath("texs%2Fbrick%20wall%20%E6%B0%B4.jpg"), common = service.common();
+    std::vector<std::vector<double>> latencies(16);  // milliseconds, each client its own
     std::atomic<int> failures{0};
-    std::mutex mutex;
-    std::vector<double> latencies;
-    latencies.reserve(clients * callsEach);
-
     const auto start = Clock::now();
-    std::vector<std::thread> threads;
-    for (int c = 0; c < clients; ++c) {
-        threads.emplace_back([&, c] {
+    std::vector<std::thread> clients;
+    for (int c = 0; c < 16; ++c)
+        clients.emplace_back([&, c] {
             httplib::Client client(service.url());
             client.set_keep_alive(true);
             client.set_tcp_nodelay(true);
-            std::vector<double> mine;
-            for (int i = 0; i < callsEach; ++i) {
+            for (int i = 0; i < 1250; ++i) {
                 const auto t0 = Clock::now();
                 const int kind = (c + i) % 4;
-                const std::string body = service.common() + "&postion={\"client\":" + std::to_string(c) +
-                                         ",\"call\":" + std::to_string(i) + ",\"text\":\"a+b=c&d%e 水\"}";
+                const std::string record = "{\"client\":" + std::to_string(c) + ",\"call\":" + std::to_string(i) +
+                                           ",\"text\":\"a+b=c&d%e 水\"}";
                 const httplib::Result r =
-                    kind == 0   ? client.Get(("/project/get3drecordinfo.action?" + service.common()).c_str())
-                    : kind == 1 ? client.Get(("/project/getthreedimensionsdis.action?" + service.common()).c_str())
-                    : kind == 2 ? client.Post("/project/save3drecord.action", body, "application/x-www-form-urlencoded")
-                                : client.Get(filePath.c_str());
-                const bool ok = kind == 3 ? r && r->status == 200 && r->body.size() == 65536 : answeredOk(r);
-                const double ms = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
-                if (!ok) {
-                    ++failures;
-                    std::fprintf(stderr, "load: call %d of client %d failed after %.1f ms: %s, status %d\n", i, c, ms,
-                                 httplib::to_string(r.error()).c_str(), r ? r->status : 0);
-                }
-                mine.push_back(ms);
+                    kind == 0   ? client.Get(("/project/get3drecordinfo.action?" + common).c_str())
+                    : kind == 1 ? client.Get(("/project/getthreedimensionsdis.action?" + common).c_str())
+                    : kind == 2 ? client.Post("/project/save3drecord.action", common + "&postion=" + record, kForm)
+                                : client.Get(file.c_str());
+                latencies[c].push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+                if (kind == 3 ? r && r->status == 200 && r->body.size() == 65536 : answeredOk(r))
+                    continue;
+                ++failures;
+                std::fprintf(stderr, "load: call %d of client %d failed after %.1f ms: %s, status %d\n", i, c,
+                             latencies[c].back(), httplib::to_string(r.error()).c_str(), r ? r->status : 0);
             }
-            std::lock_guard<std::mutex> lock(mutex);
-            latencies.insert(latencies.end(), mine.begin(), mine.end());
         });
-    }
-    for (std::thread& t : threads)
+    for (std::thread& t : clients)
         t.join();
     LoadFigures f;
     f.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    std::sort(latencies.begin(), latencies.end());
-    f.calls = latencies.size();
-    f.p50 = latencies[latencies.size() / 2];
-    f.p99 = latencies[latencies.size() * 99 / 100];
+    std::vector<double> all;
+    for (const std::vector<double>& l : latencies)
+        all.insert(all.end(), l.begin(), l.end());
+    std::sort(all.begin(), all.end());
+    f.calls = all.size();
+    f.p50 = all[all.size() / 2];
+    f.p99 = all[all.size() * 99 / 100];
     f.failures = failures;
     return f;
 }
@@ -102,7 +96,6 @@ TEST(ServiceLoad, TwentyRunsBesideABusyLoop)
         std::printf("load: run %d: %zu calls from 16 clients in %.2f s: %.0f requests/s, p50 %.2f ms, p99 %.2f ms, "
                     "%d failures\n",
                     run, f.calls, f.seconds, f.calls / f.seconds, f.p50, f.p99, f.failures);
-        EXPECT_EQ(f.calls, 20000u);
         EXPECT_EQ(f.failures, 0) << "run " << run;
         rateSum += f.calls / f.seconds;
         worstP99 = std::max(worstP99, f.p99);
@@ -128,8 +121,7 @@ TEST(ServiceLoad, AKillLosesNoAnsweredSave)
             const std::string record = "{\"save\":" + std::to_string(i) + ",\"pad\":\"" + std::string(3000, 'p') +
                                        "\",\"text\":\"x=1&y=2+3%\"}";
             sent.insert(record);
-            if (answeredOk(client.Post("/project/save3drecord.action", service.common() + "&postion=" + record,
-                                       "application/x-www-form-urlencoded"))) {
+            if (answeredOk(client.Post("/project/save3drecord.action", service.common() + "&postion=" + record, kForm))) {
                 answered.push_back(record);
                 ++answeredCount;
             } else if (i > 0) {
