@@ -345,7 +345,7 @@ TEST_F(SavedViews, RecordsScriptsAndThumbnailsThroughTheService)
     EXPECT_EQ(WebService::downloadThumbnail("../escape.png"), "");  // never outside the temp folder
 }
 
-TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
+TEST_F(SavedViews, AnUnchangedPictureGoesUpOnceAndRefusalsCarryTheirTexts)
 {
     FakeStorage storage;
     ScopedEnv url("QEM_SERVICE_URL", storage.server.url());
@@ -369,18 +369,9 @@ TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
     EXPECT_EQ(gallery.at(6).img(), gallery.at(6).md5() + ".png");
     EXPECT_NE(record.find(gallery.at(6).img()), std::string::npos);
 
-    // A folder in the file's place: no writer gets past it, root included.
-    QDir().mkpath(QString::fromStdString(dir.file("7.thumbnail.2.png")));
-    fill(gallery.at(2), Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
-    EXPECT_EQ(failureOf([&] { captureViewThumbnail(&gallery.at(2)); }), "保存文件失败!");
-}
-
-TEST_F(SavedViews, UploadRefusalsCarryTheirTexts)
-{
-    FakeStorage fake;
-    ScopedEnv url("QEM_SERVICE_URL", fake.server.url());
+    // Each refusal carries its text: `upload` gives it, or "path " and what
+    // the upload gave.
     const std::string local = dir.file("7.thumbnail.9.png");
-    // The failure's text, or "path " and what the upload gave.
     const auto upload = [&] {
         Velda::writeTextFile(local, "picture");
         std::string path;
@@ -389,26 +380,31 @@ TEST_F(SavedViews, UploadRefusalsCarryTheirTexts)
     };
     const std::string upper = QCryptographicHash::hash("picture", QCryptographicHash::Md5).toHex().toUpper().toStdString();
 
-    fake.headers = {{"X-Other", "1"}};
+    storage.headers = {{"X-Other", "1"}};
     EXPECT_EQ(upload(), "ETag返回失败!");
-    fake.headers = {{"ETag", "\"0123456789ABCDEF0123456789ABCDEF\""}};
+    storage.headers = {{"ETag", "\"0123456789ABCDEF0123456789ABCDEF\""}};
     EXPECT_EQ(upload(), "MD5校验失败!");
     EXPECT_TRUE(exists(local));  // a refused upload leaves the file
     // The check is a plain search through all headers.
-    fake.headers = {{"ETag", "\"wrong\""}, {"X-Checksum", upper}};
-    fake.confirmReply = "{\"errorid\":5,\"errmsg\":\"磁盘已满\"}";
+    storage.headers = {{"ETag", "\"wrong\""}, {"X-Checksum", upper}};
+    storage.confirmReply = "{\"errorid\":5,\"errmsg\":\"磁盘已满\"}";
     EXPECT_EQ(upload(), "保存缩略图失败! 磁盘已满");
     EXPECT_FALSE(exists(local));  // removed before the confirmation failed
-    fake.confirmReply = "not an object";
+    storage.confirmReply = "not an object";
     EXPECT_EQ(upload(), "path ");
-    fake.confirmReply = "{\"errorid\":9}";
+    storage.confirmReply = "{\"errorid\":9}";
     EXPECT_EQ(upload(), "{\"errorid\":9}");
 
-    fake.addressReply = "{\"errorid\":3,\"errmsg\":\"没有权限\"}";
+    storage.addressReply = "{\"errorid\":3,\"errmsg\":\"没有权限\"}";
     EXPECT_EQ(upload(), "获取上传缩略图地址失败! 没有权限");
-    fake.addressReply = "{\"errorid\":3}";
+    storage.addressReply = "{\"errorid\":3}";
     EXPECT_EQ(upload(), "获取上传缩略图地址失败!");
-    fake.addressReply = "[]";
+    storage.addressReply = "[]";
     EXPECT_EQ(upload(), "path ");
     EXPECT_FALSE(exists(local));  // a reply that is no object removes the file
+
+    // A folder in the file's place: no writer gets past it, root included.
+    QDir().mkpath(QString::fromStdString(dir.file("7.thumbnail.2.png")));
+    fill(gallery.at(2), Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
+    EXPECT_EQ(failureOf([&] { captureViewThumbnail(&gallery.at(2)); }), "保存文件失败!");
 }
