@@ -104,8 +104,6 @@ QImage picture(QRgb colour)
 {
     QImage image(120, 80, QImage::Format_ARGB32);
     image.fill(colour);
-    for (int x = 0; x < 120; ++x)
-        image.setPixel(x, x * 2 / 3, qRgb(255, 255, 255));
     return image;
 }
 
