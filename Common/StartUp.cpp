@@ -1,12 +1,12 @@
 #include "Common/StartUp.h"
 
 #include "Common/GraphicsContext.h"
-#include "formats/TextHelpers.h"
 #include "jobs/HttpTransfer.h"
 #include "log/Log.h"
 #include "service/JsonText.h"
 #include "service/QemDllImport.h"
 #include "service/ServiceUrl.h"
+#include "service/WebService.h"
 
 #include <rapidjson/document.h>
 
@@ -14,11 +14,7 @@ namespace VeldaClient {
 
 std::string fetchProjectLookup()
 {
-    ProjectInfo* info = GraphicsContext::instance()->projectInfo();
-    const std::string url = serviceBaseUrl() + "/project/getthreedimensionsdis.action?projectid=" +
-                            std::to_string(info->projectid) + "&qemid=" + std::to_string(info->qemid) +
-                            "&sign=" + Velda::wideToSystem(info->signText);
-    return Velda::httpGet(url);
+    return Velda::httpGet(serviceBaseUrl() + "/project/getthreedimensionsdis.action?" + WebService::commonQuery());
 }
 
 bool initializeProjectContext()

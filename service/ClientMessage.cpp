@@ -16,16 +16,22 @@ std::string clientSocketPath(int32_t handle)
     return folder + "/qem-client-" + std::to_string(handle) + ".sock";
 }
 
-bool postClientMessage(int32_t handle, uint32_t message, int64_t first, int64_t second)
+bool clientSocketAddress(int32_t handle, sockaddr_un& address)
 {
-    if (handle == 0)
-        return false;
     const std::string path = clientSocketPath(handle);
-    sockaddr_un address{};
+    address = sockaddr_un{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path)
         return false;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return true;
+}
+
+bool postClientMessage(int32_t handle, uint32_t message, int64_t first, int64_t second)
+{
+    sockaddr_un address;
+    if (handle == 0 || !clientSocketAddress(handle, address))
+        return false;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return false;

@@ -5,6 +5,8 @@
 #include "service/JsonText.h"
 #include "service/WebService.h"
 
+#include <QBuffer>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 
@@ -167,10 +169,15 @@ std::string captureViewThumbnail(SavedViewSlot* view)
     const QImage picture = view->picture();
     if (picture.isNull())
         return std::string();
+    // Encoded once: the bytes hashed are the bytes written, not read back.
+    QByteArray png;
+    QBuffer buffer(&png);
     const std::string path = thumbnailTempPath(view);
-    if (!picture.save(QString::fromStdString(path), "PNG"))
+    QFile file(QString::fromStdString(path));
+    if (!buffer.open(QIODevice::WriteOnly) || !picture.save(&buffer, "PNG") || !file.open(QIODevice::WriteOnly) ||
+        file.write(png) != png.size() || !file.flush())
         throw std::runtime_error("保存文件失败!");
-    const std::string digest = WebService::fileMd5Hex(path);
+    const std::string digest = QCryptographicHash::hash(png, QCryptographicHash::Md5).toHex().toStdString();
     if (digest == view->md5())
         return std::string();
     view->setMd5(digest);

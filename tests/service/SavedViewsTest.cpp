@@ -1,11 +1,11 @@
-// The saved views' persistent forms: the record JSON in both directions, the
-// camera script, and the thumbnails' way to the service and back.
+// The saved views' persistent forms (the record JSON in both directions, the
+// camera script, the thumbnails) and the web calls that carry them.
 #include "Common/GraphicsContext.h"
+#include "jobs/FileHelpers.h"
 #include "service/SavedViews.h"
 #include "service/WebService.h"
 
 #include "LocalServer.h"
-#include "Process.h"
 #include "ServiceHarness.h"
 #include "TempDir.h"
 
@@ -17,13 +17,13 @@
 #include <QImage>
 
 #include <atomic>
-#include <cmath>
 #include <limits>
 #include <memory>
 #include <stdexcept>
 
 using namespace VeldaClient;
 using VeldaTest::ScopedEnv;
+using VeldaTest::exists;
 
 namespace {
 
@@ -67,8 +67,7 @@ private:
     template <typename T>
     void change(T& field, const T& value)
     {
-        if (!(field == value))
-            changed_ = true;
+        changed_ = changed_ || !(field == value);
         field = value;
     }
     int n_;
@@ -105,8 +104,6 @@ QImage picture(QRgb colour)
 {
     QImage image(120, 80, QImage::Format_ARGB32);
     image.fill(colour);
-    for (int x = 0; x < 120; ++x)
-        image.setPixel(x, x * 2 / 3, qRgb(255, 255, 255));
     return image;
 }
 
@@ -136,23 +133,64 @@ rapidjson::Document parse(const std::string& text)
     return d;
 }
 
+// What a call throws; "no failure" when it throws nothing.
+template <typename Call>
+std::string failureOf(Call call)
+{
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "no failure";
+}
+
 // A signed-in session, and a temp folder of the test's own.
 class SavedViews : public ::testing::Test {
 protected:
-    SavedViews()
-        : session("QEM_SESSION", dir.file("session.json")), temp("TMPDIR", dir.path())
+    SavedViews() : session("QEM_SESSION", dir.file("session.json")), temp("TMPDIR", dir.path())
     {
         GraphicsContext::destroyInstance();
-        EXPECT_EQ(VeldaTest::runProcess({QEM_CLIENT_PATH, "login", "--project", "7", "--user", "1001", "--name",
-                                         "张三", "--sign", "sign-1"})
-                      .exitCode,
-                  0);
+        EXPECT_TRUE(VeldaTest::ServiceHarness::signIn());
     }
     ~SavedViews() override { GraphicsContext::destroyInstance(); }
 
     VeldaTest::TempDir dir;
     ScopedEnv session;
     ScopedEnv temp;
+};
+
+// A storage and confirmation service that counts its uploads and
+// misbehaves on request. Without headers of the test's choosing the PUT
+// answers with the body's MD5 as the ETag, as a store does.
+class FakeStorage {
+public:
+    FakeStorage()
+    {
+        server.http.Get("/project/getshoticonuploadurl.action", [this](const httplib::Request&, httplib::Response& res) {
+            res.set_content(addressReply.empty() ? "{\"uploadurl\":\"" + server.url() + "/put\"}" : addressReply,
+                            "application/json");
+        });
+        server.http.Put("/put", [this](const httplib::Request& req, httplib::Response& res) {
+            ++uploads;
+            const QByteArray digest =
+                QCryptographicHash::hash(QByteArray::fromStdString(req.body), QCryptographicHash::Md5).toHex().toUpper();
+            if (headers.empty())
+                res.set_header("ETag", "\"" + digest.toStdString() + "\"");
+            for (const auto& h : headers)
+                res.set_header(h.first.c_str(), h.second);
+        });
+        server.http.Get("/project/uploadshoticonfinished.action", [this](const httplib::Request& req, httplib::Response& res) {
+            res.set_content(confirmReply.empty() ? "{\"errorid\":0,\"path\":\"" + req.get_param_value("md5") + ".png\"}"
+                                                 : confirmReply,
+                            "application/json");
+        });
+        server.start();
+    }
+    std::atomic<int> uploads{0};
+    std::string addressReply, confirmReply;
+    std::vector<std::pair<std::string, std::string>> headers;
+    VeldaTest::LocalServer server;  // last: it stops before what its handlers use goes
 };
 
 const char* const kScriptHead = "select (for c in cameras collect c)\n"
@@ -162,24 +200,18 @@ const char* const kScriptHead = "select (for c in cameras collect c)\n"
 
 } // namespace
 
-TEST_F(SavedViews, AnEmptyGalleryIsAnEmptyRecordAndTheScriptHead)
+TEST_F(SavedViews, TheScriptIsItsHeadAndALinePerViewOfSixSignificantDigits)
 {
     TestGallery gallery;
     EXPECT_EQ(serializeAllViews(&gallery), "{}");
     EXPECT_EQ(exportViewsScript(&gallery), kScriptHead);
-    EXPECT_EQ(serializeAllViews(nullptr), "");
-    EXPECT_EQ(exportViewsScript(nullptr), "");
-    EXPECT_EQ(serializeView(nullptr), "");
-    EXPECT_EQ(viewScriptLine(nullptr), "");
+    EXPECT_EQ(serializeAllViews(nullptr) + exportViewsScript(nullptr) + serializeView(nullptr) + viewScriptLine(nullptr),
+              "");  // nothing for nothing
     // A place with data but no picture flag is no view.
     gallery.at(4).setTarget(Velda::Vector3(1, 1, 1));
     EXPECT_EQ(serializeAllViews(&gallery), "{}");
     EXPECT_EQ(captureViewThumbnail(&gallery.at(4)), "");
-}
 
-TEST_F(SavedViews, ScriptLinesKeepSixSignificantDigits)
-{
-    TestGallery gallery;
     fill(gallery.at(3), Velda::Vector3(1234567.0f, -0.5f, 2.0f), qRgb(200, 0, 0));
     fill(gallery.at(7), Velda::Vector3(0.000012345678f, 10.0f, 1e-9f), qRgb(0, 200, 0));
     const std::string line3 =
@@ -192,13 +224,11 @@ TEST_F(SavedViews, ScriptLinesKeepSixSignificantDigits)
     EXPECT_EQ(exportViewsScript(&gallery), std::string(kScriptHead) + line3 + "\n" + line7 + "\n");
 }
 
-TEST_F(SavedViews, AViewGoesToJsonAndComesBackWhole)
+TEST_F(SavedViews, AViewGoesToJsonAndComesBack)
 {
-    TestGallery gallery;
-    TestSlot& view = gallery.at(2);
+    TestSlot view(2);
     fill(view, Velda::Vector3(4, -5, 6), qRgb(10, 20, 30));
     view.setChanged(false);  // as after a save: nothing to upload
-    view.setImg("");
     const std::string json = serializeView(&view);
     const rapidjson::Document d = parse(json);
     ASSERT_TRUE(d.IsObject()) << json;
@@ -215,40 +245,28 @@ TEST_F(SavedViews, AViewGoesToJsonAndComesBackWhole)
     EXPECT_DOUBLE_EQ(d["12"].GetDouble(), 4.0);
     EXPECT_EQ(std::string(d["lstUser"].GetString()), "张三");
 
+    // Every member comes back. Without "img" the camera is there, the
+    // picture not, and the place counts as an unchanged view.
     TestSlot back(2);
     restoreView(&back, json);
-    Velda::Camera was = view.camera();
-    Velda::Camera is = back.camera();
-    EXPECT_EQ(is.getTransform(), was.getTransform());
-    EXPECT_NEAR(is.getFov(), was.getFov(), 1e-6);
-    EXPECT_EQ(is.getNear(), 0.1f);
-    EXPECT_EQ(is.getFar(), 1000.0f);
-    EXPECT_EQ(is.getProjectionType(), static_cast<int32_t>(Velda::Camera::kPerspective));
-    EXPECT_EQ(back.target(), Velda::Vector3(1, 2, 3));
-    EXPECT_EQ(back.lr(), 5.5f);
-    EXPECT_EQ(back.tr(), 2.25f);
-    EXPECT_EQ(back.user(), L"张三");
-    EXPECT_EQ(back.qemidText(), "1001");
-    EXPECT_EQ(back.time(), "2026-11-22 09:15");
-    // Without "img" the camera is there, the picture not, and the place counts as a view.
+    EXPECT_EQ(back.camera().getTransform(), view.camera().getTransform());
+    EXPECT_EQ(serializeView(&back), json);
     EXPECT_TRUE(back.hasImage());
     EXPECT_TRUE(back.picture().isNull());
     EXPECT_FALSE(back.changed());
-}
 
-TEST_F(SavedViews, HalfTheFieldOfViewIsStoredAndOrthographicIsZero)
-{
-    TestSlot view(1);
-    restoreView(&view, R"({"fov":22.5,"proj":0,"znear":0.5,"lr":1.5})");
-    Velda::Camera camera = view.camera();
+    // Half the field of view is stored, orthographic is 0, absent keys keep
+    // what was there, and without a matrix every element reads as 0.
+    TestSlot read(1);
+    restoreView(&read, R"({"fov":22.5,"proj":0,"znear":0.5,"lr":1.5})");
+    Velda::Camera camera = read.camera();
     EXPECT_NEAR(camera.getFov() * 180.0 / kPi, 45.0, 1e-5);
     EXPECT_EQ(camera.getProjectionType(), static_cast<int32_t>(Velda::Camera::kOrthographic));
     EXPECT_EQ(camera.getNear(), 0.5f);
-    EXPECT_EQ(view.lr(), 1.5f);
-    EXPECT_EQ(view.tr(), 0.0f);  // absent keys keep what was there
-    // Without a matrix every element reads as 0: defined, never garbage.
+    EXPECT_EQ(read.lr(), 1.5f);
+    EXPECT_EQ(read.tr(), 0.0f);
     EXPECT_EQ(camera.getTransform(), Velda::Matrix4(0.0f));
-    EXPECT_TRUE(view.hasImage());
+    EXPECT_TRUE(read.hasImage());
 
     // A number that is not finite is written as 0, so the rest stays readable.
     TestSlot odd(5);
@@ -257,10 +275,10 @@ TEST_F(SavedViews, HalfTheFieldOfViewIsStoredAndOrthographicIsZero)
     odd.setCamera(broken);
     odd.setLr(std::numeric_limits<float>::infinity());
     odd.setChanged(false);
-    const rapidjson::Document d = parse(serializeView(&odd));
-    ASSERT_TRUE(d.IsObject());
-    EXPECT_EQ(d["fov"].GetDouble(), 0.0);
-    EXPECT_EQ(d["lr"].GetDouble(), 0.0);
+    const rapidjson::Document oddJson = parse(serializeView(&odd));
+    ASSERT_TRUE(oddJson.IsObject());
+    EXPECT_EQ(oddJson["fov"].GetDouble(), 0.0);
+    EXPECT_EQ(oddJson["lr"].GetDouble(), 0.0);
 }
 
 TEST_F(SavedViews, BrokenRecordsRestoreNothing)
@@ -287,74 +305,47 @@ TEST_F(SavedViews, BrokenRecordsRestoreNothing)
         EXPECT_FALSE(gallery.at(n).hasImage()) << n;
 }
 
-TEST_F(SavedViews, ThumbnailsGoUpOnceAndComeBackUnchanged)
+TEST_F(SavedViews, RecordsScriptsAndThumbnailsThroughTheService)
 {
     VeldaTest::ServiceHarness service;
     ScopedEnv url("QEM_SERVICE_URL", service.url());
-    TestGallery gallery;
-    fill(gallery.at(1), Velda::Vector3(1, 2, 3), qRgb(200, 40, 40));
-    fill(gallery.at(4), Velda::Vector3(-1, 0, 9), qRgb(40, 40, 200));
+    EXPECT_EQ(WebService::commonQuery(), "projectid=7&qemid=1001&sign=sign-1");
+    EXPECT_EQ(WebService::readRecordInfo(), "");  // nothing saved yet
 
-    const std::string record = serializeAllViews(&gallery);
-    const std::string md5 = gallery.at(1).md5();
-    ASSERT_EQ(md5.size(), 32u);
-    EXPECT_EQ(gallery.at(1).img(), md5 + ".png");
-    EXPECT_EQ(gallery.at(4).img(), gallery.at(4).md5() + ".png");
-    EXPECT_NE(gallery.at(1).md5(), gallery.at(4).md5());
-    const rapidjson::Document d = parse(record);
-    ASSERT_TRUE(d.IsObject()) << record;
-    EXPECT_EQ(d.MemberCount(), 2u);
-    EXPECT_EQ(parse(d["4"].GetString())["img"].GetString(), gallery.at(4).img());
-
-    // Still flagged but the same picture: the temp file's MD5 matches, no upload.
-    EXPECT_TRUE(gallery.at(1).changed());
-    EXPECT_EQ(captureViewThumbnail(&gallery.at(1)), "");
-    EXPECT_TRUE(VeldaTest::exists(dir.file("7.thumbnail.1.png")));  // kept, as it was not sent
-
+    // Texts go out unescaped and come back byte for byte.
+    const std::string record =
+        R"({"1":"{\"0\":1.0,\"lstUser\":\"张三\",\"img\":\"a+b%20c.png\"}","2":"x=1&y=2+3%","名":"水 面"})";
     WebService::saveRecord(record);
+    EXPECT_EQ(WebService::readRecordInfo(), record);
+    WebService::saveRecord("");  // an empty text is not sent
+    EXPECT_EQ(WebService::readRecordInfo(), record);
+    const std::string script =
+        "select (for c in cameras collect c)\nTargetcamera name: \"QEMCam1\" fov:45 pos:[1,2,3] a+b=c&d%25 水\n";
+    WebService::saveCameras(script);
+    const rapidjson::Document cameras = parse(WebService::readCameras());
+    ASSERT_TRUE(cameras.IsObject());
+    EXPECT_EQ(std::string(cameras["camerainfo"].GetString(), cameras["camerainfo"].GetStringLength()), script);
+
+    // A picture goes up named by its MD5 (the gallery's tests see it come
+    // back); neither the upload's file nor the download's is left behind.
+    TestGallery gallery;
+    fill(gallery.at(4), Velda::Vector3(-1, 0, 9), qRgb(40, 40, 200));
+    WebService::saveRecord(serializeAllViews(&gallery));
+    EXPECT_EQ(gallery.at(4).img(), gallery.at(4).md5() + ".png");
+    EXPECT_FALSE(exists(dir.file("7.thumbnail.4.png")));
     TestGallery reopened;
     applySavedViews(&reopened, WebService::readRecordInfo());
-    for (int n : {1, 4}) {
-        TestSlot& view = reopened.at(n);
-        EXPECT_TRUE(view.hasImage());
-        EXPECT_FALSE(view.changed());
-        EXPECT_EQ(view.md5(), gallery.at(n).md5());
-        EXPECT_EQ(view.img(), gallery.at(n).img());
-        EXPECT_EQ(view.picture().convertToFormat(QImage::Format_RGB32),
-                  gallery.at(n).picture().convertToFormat(QImage::Format_RGB32));
-        EXPECT_FALSE(VeldaTest::exists(dir.file(view.img())));  // the download is removed
-    }
-    EXPECT_FALSE(reopened.at(2).hasImage());
+    EXPECT_EQ(reopened.at(4).md5(), gallery.at(4).md5());
+    EXPECT_FALSE(reopened.at(4).picture().isNull());
+    EXPECT_FALSE(exists(dir.file(reopened.at(4).img())));
+    EXPECT_EQ(WebService::uploadThumbnail(""), "");
+    EXPECT_EQ(WebService::downloadThumbnail(""), "");
+    EXPECT_EQ(WebService::downloadThumbnail("../escape.png"), "");  // never outside the temp folder
 }
 
-// A storage that counts its uploads and can refuse them once.
-class CountingStorage {
-public:
-    CountingStorage()
-    {
-        server.http.Get("/project/getshoticonuploadurl.action", [this](const httplib::Request&, httplib::Response& res) {
-            res.set_content("{\"uploadurl\":\"" + server.url() + "/put\"}", "application/json");
-        });
-        server.http.Put("/put", [this](const httplib::Request& req, httplib::Response& res) {
-            ++uploads;
-            const QByteArray digest =
-                QCryptographicHash::hash(QByteArray::fromStdString(req.body), QCryptographicHash::Md5).toHex();
-            res.set_header("ETag", refuse ? "\"0\"" : "\"" + digest.toUpper().toStdString() + "\"");
-            refuse = false;
-        });
-        server.http.Get("/project/uploadshoticonfinished.action", [](const httplib::Request& req, httplib::Response& res) {
-            res.set_content("{\"errorid\":0,\"path\":\"" + req.get_param_value("md5") + ".png\"}", "application/json");
-        });
-        server.start();
-    }
-    VeldaTest::LocalServer server;
-    std::atomic<int> uploads{0};
-    std::atomic<bool> refuse{false};
-};
-
-TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
+TEST_F(SavedViews, AnUnchangedPictureGoesUpOnceAndRefusalsCarryTheirTexts)
 {
-    CountingStorage storage;
+    FakeStorage storage;
     ScopedEnv url("QEM_SERVICE_URL", storage.server.url());
     TestGallery gallery;
     fill(gallery.at(6), Velda::Vector3(1, 1, 1), qRgb(90, 90, 90));
@@ -366,26 +357,52 @@ TEST_F(SavedViews, ASecondSaveWithoutAChangeUploadsNothing)
 
     // A refused upload abandons the save; the next save tries the picture again.
     gallery.at(6).setPicture(picture(qRgb(10, 200, 10)));
-    storage.refuse = true;
-    EXPECT_THROW(serializeAllViews(&gallery), std::runtime_error);
+    storage.headers = {{"ETag", "\"0\""}};
+    EXPECT_EQ(failureOf([&] { serializeAllViews(&gallery); }), "MD5校验失败!");
     EXPECT_EQ(storage.uploads, 2);
     EXPECT_TRUE(gallery.at(6).changed());
+    storage.headers.clear();
     const std::string record = serializeAllViews(&gallery);
     EXPECT_EQ(storage.uploads, 3);
     EXPECT_EQ(gallery.at(6).img(), gallery.at(6).md5() + ".png");
     EXPECT_NE(record.find(gallery.at(6).img()), std::string::npos);
-}
 
-TEST_F(SavedViews, AnUnwritableThumbnailStopsTheSave)
-{
+    // Each refusal carries its text: `upload` gives it, or "path " and what
+    // the upload gave.
+    const std::string local = dir.file("7.thumbnail.9.png");
+    const auto upload = [&] {
+        Velda::writeTextFile(local, "picture");
+        std::string path;
+        const std::string failure = failureOf([&] { path = WebService::uploadThumbnail(local); });
+        return failure == "no failure" ? "path " + path : failure;
+    };
+    const std::string upper = QCryptographicHash::hash("picture", QCryptographicHash::Md5).toHex().toUpper().toStdString();
+
+    storage.headers = {{"X-Other", "1"}};
+    EXPECT_EQ(upload(), "ETag返回失败!");
+    storage.headers = {{"ETag", "\"0123456789ABCDEF0123456789ABCDEF\""}};
+    EXPECT_EQ(upload(), "MD5校验失败!");
+    EXPECT_TRUE(exists(local));  // a refused upload leaves the file
+    // The check is a plain search through all headers.
+    storage.headers = {{"ETag", "\"wrong\""}, {"X-Checksum", upper}};
+    storage.confirmReply = "{\"errorid\":5,\"errmsg\":\"磁盘已满\"}";
+    EXPECT_EQ(upload(), "保存缩略图失败! 磁盘已满");
+    EXPECT_FALSE(exists(local));  // removed before the confirmation failed
+    storage.confirmReply = "not an object";
+    EXPECT_EQ(upload(), "path ");
+    storage.confirmReply = "{\"errorid\":9}";
+    EXPECT_EQ(upload(), "{\"errorid\":9}");
+
+    storage.addressReply = "{\"errorid\":3,\"errmsg\":\"没有权限\"}";
+    EXPECT_EQ(upload(), "获取上传缩略图地址失败! 没有权限");
+    storage.addressReply = "{\"errorid\":3}";
+    EXPECT_EQ(upload(), "获取上传缩略图地址失败!");
+    storage.addressReply = "[]";
+    EXPECT_EQ(upload(), "path ");
+    EXPECT_FALSE(exists(local));  // a reply that is no object removes the file
+
     // A folder in the file's place: no writer gets past it, root included.
     QDir().mkpath(QString::fromStdString(dir.file("7.thumbnail.2.png")));
-    TestSlot view(2);
-    fill(view, Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
-    try {
-        captureViewThumbnail(&view);
-        FAIL() << "no failure";
-    } catch (const std::exception& e) {
-        EXPECT_STREQ(e.what(), "保存文件失败!");
-    }
+    fill(gallery.at(2), Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
+    EXPECT_EQ(failureOf([&] { captureViewThumbnail(&gallery.at(2)); }), "保存文件失败!");
 }

@@ -8,6 +8,7 @@
 #include "ProjectSamples.h"
 
 #include <rapidjson/document.h>
+#include <sqlite3.h>
 
 #include <stdexcept>
 
@@ -87,6 +88,36 @@ std::string ServiceHarness::rootPath() const
     if (d.HasParseError() || !d.IsObject() || !d.HasMember("downurl"))
         return std::string();
     return std::string(d["serveradr"].GetString()) + d["downurl"].GetString();
+}
+
+std::string ServiceHarness::filePath(const std::string& name) const
+{
+    const std::string root = rootPath();
+    return root.substr(root.find("/project/")) + name;
+}
+
+std::vector<std::string> ServiceHarness::sql(const std::string& statement) const
+{
+    std::vector<std::string> values;
+    sqlite3* db = nullptr;
+    if (sqlite3_open((data_ + "/service.db").c_str(), &db) == SQLITE_OK) {
+        sqlite3_stmt* s = nullptr;
+        sqlite3_prepare_v2(db, statement.c_str(), -1, &s, nullptr);
+        while (s && sqlite3_step(s) == SQLITE_ROW) {
+            const char* value = static_cast<const char*>(sqlite3_column_blob(s, 0));
+            values.emplace_back(value ? value : "", static_cast<size_t>(sqlite3_column_bytes(s, 0)));
+        }
+        sqlite3_finalize(s);
+    }
+    sqlite3_close(db);
+    return values;
+}
+
+bool ServiceHarness::signIn(const std::string& sign)
+{
+    return runProcess({QEM_CLIENT_PATH, "login", "--project", std::to_string(kProject), "--user",
+                       std::to_string(kUser), "--name", "张三", "--sign", sign})
+               .exitCode == 0;
 }
 
 } // namespace VeldaTest

@@ -31,9 +31,16 @@ public:
     const std::string& projectFolder() const { return project_; }
     // The project's root path as the lookup gives it.
     std::string rootPath() const;
+    // The address of a project file (an escaped name) below the host.
+    std::string filePath(const std::string& name) const;
     // "projectid=7&qemid=1001&sign=sign-1"
     std::string common(const std::string& sign = "sign-1") const;
     int pid() const { return server_ ? server_->pid() : -1; }
+    // Runs a statement on the service's database; the first column of each row.
+    std::vector<std::string> sql(const std::string& statement) const;
+
+    // "qem-client login" as this user in project 7 (session: $QEM_SESSION).
+    static bool signIn(const std::string& sign = "sign-1");
 
     static const int kProject = 7;
     static const int kUser = 1001;

@@ -1,24 +1,24 @@
 // Loopback load on the real service, twenty times beside a busy loop, then
-// a hard kill in the middle of a stream of record saves: every save that was answered must be there after
-// a restart, and none torn.
+// a hard kill in the middle of a stream of record saves: every save that
+// was answered must be there after a restart, and none torn.
 #include "ServiceHarness.h"
 
 #include <gtest/gtest.h>
 #include <httplib.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <thread>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+const char* const kForm = "application/x-www-form-urlencoded";
 
 bool answeredOk(const httplib::Result& r)
 {
@@ -35,69 +35,48 @@ struct LoadFigures {
 // saves and project files, every one of which must answer correctly.
 LoadFigures runLoad(const VeldaTest::ServiceHarness& service)
 {
-    const std::string root = service.rootPath();
-    const std::string filePath = root.substr(root.find("/project/")) + "texs%2Fbrick%20wall%20%E6%B0%B4.jpg";
-    const int clients = 16, callsEach = 1250;
+    const std::string file = service.filePath("texs%2Fbrick%20wall%20%E6%B0%B4.jpg"), common = service.common();
+    std::vector<std::vector<double>> latencies(16);  // milliseconds, each client its own
     std::atomic<int> failures{0};
-    std::mutex mutex;
-    std::vector<double> latencies;
-    latencies.reserve(clients * callsEach);
-
     const auto start = Clock::now();
-    std::vector<std::thread> threads;
-    for (int c = 0; c < clients; ++c) {
-        threads.emplace_back([&, c] {
+    std::vector<std::thread> clients;
+    for (int c = 0; c < 16; ++c)
+        clients.emplace_back([&, c] {
             httplib::Client client(service.url());
             client.set_keep_alive(true);
             client.set_tcp_nodelay(true);
-            std::vector<double> mine;
-            for (int i = 0; i < callsEach; ++i) {
+            for (int i = 0; i < 1250; ++i) {
                 const auto t0 = Clock::now();
                 const int kind = (c + i) % 4;
-                const std::string body = service.common() + "&postion={\"client\":" + std::to_string(c) +
-                                         ",\"call\":" + std::to_string(i) + ",\"text\":\"a+b=c&d%e 水\"}";
+                const std::string record = "{\"client\":" + std::to_string(c) + ",\"call\":" + std::to_string(i) +
+                                           ",\"text\":\"a+b=c&d%e 水\"}";
                 const httplib::Result r =
-                    kind == 0   ? client.Get(("/project/get3drecordinfo.action?" + service.common()).c_str())
-                    : kind == 1 ? client.Get(("/project/getthreedimensionsdis.action?" + service.common()).c_str())
-                    : kind == 2 ? client.Post("/project/save3drecord.action", body, "application/x-www-form-urlencoded")
-                                : client.Get(filePath.c_str());
-                const bool ok = kind == 3 ? r && r->status == 200 && r->body.size() == 65536 : answeredOk(r);
-                const double ms = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
-                if (!ok) {
-                    ++failures;
-                    std::fprintf(stderr, "load: call %d of client %d failed after %.1f ms: %s, status %d\n", i, c, ms,
-                                 httplib::to_string(r.error()).c_str(), r ? r->status : 0);
-                }
-                mine.push_back(ms);
+                    kind == 0   ? client.Get(("/project/get3drecordinfo.action?" + common).c_str())
+                    : kind == 1 ? client.Get(("/project/getthreedimensionsdis.action?" + common).c_str())
+                    : kind == 2 ? client.Post("/project/save3drecord.action", common + "&postion=" + record, kForm)
+                                : client.Get(file.c_str());
+                latencies[c].push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+                if (kind == 3 ? r && r->status == 200 && r->body.size() == 65536 : answeredOk(r))
+                    continue;
+                ++failures;
+                std::fprintf(stderr, "load: call %d of client %d failed after %.1f ms: %s, status %d\n", i, c,
+                             latencies[c].back(), httplib::to_string(r.error()).c_str(), r ? r->status : 0);
             }
-            std::lock_guard<std::mutex> lock(mutex);
-            latencies.insert(latencies.end(), mine.begin(), mine.end());
         });
-    }
-    for (std::thread& t : threads)
+    for (std::thread& t : clients)
         t.join();
     LoadFigures f;
     f.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    std::sort(latencies.begin(), latencies.end());
-    f.calls = latencies.size();
-    f.p50 = latencies[latencies.size() / 2];
-    f.p99 = latencies[latencies.size() * 99 / 100];
+    std::vector<double> all;
+    for (const std::vector<double>& l : latencies)
+        all.insert(all.end(), l.begin(), l.end());
+    std::sort(all.begin(), all.end());
+    f.calls = all.size();
+    f.p50 = all[all.size() / 2];
+    f.p99 = all[all.size() * 99 / 100];
     f.failures = failures;
     return f;
 }
-
-// Processes that keep every core busy for as long as they exist.
-class BusyLoops {
-public:
-    BusyLoops()
-    {
-        for (unsigned i = 0; i < std::max(2u, std::thread::hardware_concurrency()); ++i)
-            loops_.emplace_back(new VeldaTest::BackgroundProcess({"/bin/sh", "-c", "while :; do :; done"}));
-    }
-
-private:
-    std::vector<std::unique_ptr<VeldaTest::BackgroundProcess>> loops_;
-};
 
 } // namespace
 
@@ -105,7 +84,9 @@ private:
 // every core is kept busy by another process: not one call may fail.
 TEST(ServiceLoad, TwentyRunsBesideABusyLoop)
 {
-    const BusyLoops busy;
+    std::vector<std::unique_ptr<VeldaTest::BackgroundProcess>> busy;  // every core, for as long as the test runs
+    for (unsigned i = 0; i < std::max(2u, std::thread::hardware_concurrency()); ++i)
+        busy.emplace_back(new VeldaTest::BackgroundProcess({"/bin/sh", "-c", "while :; do :; done"}));
     const int runs = 20;
     double rateSum = 0, worstP99 = 0;
     int failures = 0;
@@ -115,7 +96,6 @@ TEST(ServiceLoad, TwentyRunsBesideABusyLoop)
         std::printf("load: run %d: %zu calls from 16 clients in %.2f s: %.0f requests/s, p50 %.2f ms, p99 %.2f ms, "
                     "%d failures\n",
                     run, f.calls, f.seconds, f.calls / f.seconds, f.p50, f.p99, f.failures);
-        EXPECT_EQ(f.calls, 20000u);
         EXPECT_EQ(f.failures, 0) << "run " << run;
         rateSum += f.calls / f.seconds;
         worstP99 = std::max(worstP99, f.p99);
@@ -129,39 +109,29 @@ TEST(ServiceLoad, TwentyRunsBesideABusyLoop)
 TEST(ServiceLoad, AKillLosesNoAnsweredSave)
 {
     VeldaTest::ServiceHarness service;
-    std::mutex mutex;
+    // Only the writer touches the lists until it is joined.
     std::vector<std::string> answered;
     std::set<std::string> sent;
+    std::atomic<size_t> answeredCount{0};
     std::atomic<bool> stop{false};
-
     std::thread writer([&] {
         httplib::Client client(service.url());
         client.set_connection_timeout(1);
         for (int i = 0; !stop; ++i) {
             const std::string record = "{\"save\":" + std::to_string(i) + ",\"pad\":\"" + std::string(3000, 'p') +
                                        "\",\"text\":\"x=1&y=2+3%\"}";
-            {
-                std::lock_guard<std::mutex> lock(mutex);
-                sent.insert(record);
-            }
-            if (answeredOk(client.Post("/project/save3drecord.action", service.common() + "&postion=" + record,
-                                       "application/x-www-form-urlencoded"))) {
-                std::lock_guard<std::mutex> lock(mutex);
+            sent.insert(record);
+            if (answeredOk(client.Post("/project/save3drecord.action", service.common() + "&postion=" + record, kForm))) {
                 answered.push_back(record);
+                ++answeredCount;
             } else if (i > 0) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
             }
         }
     });
     const auto deadline = Clock::now() + std::chrono::seconds(120);
-    while (Clock::now() < deadline) {
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            if (answered.size() >= 300)
-                break;
-        }
+    while (answeredCount < 300 && Clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
     service.kill(SIGKILL);  // in the middle of the stream
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     stop = true;
@@ -170,23 +140,9 @@ TEST(ServiceLoad, AKillLosesNoAnsweredSave)
     ASSERT_LT(answered.size(), 480u);  // all within the kept history
 
     service.start();  // the same data folder
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open_v2((service.dataFolder() + "/service.db").c_str(), &db, SQLITE_OPEN_READONLY, nullptr),
-              SQLITE_OK);
-    std::vector<std::string> history;
-    sqlite3_stmt* s = nullptr;
-    sqlite3_prepare_v2(db, "SELECT recordinfo FROM record_history WHERE projectid = 7 ORDER BY id", -1, &s, nullptr);
-    while (sqlite3_step(s) == SQLITE_ROW)
-        history.emplace_back(static_cast<const char*>(sqlite3_column_blob(s, 0)),
-                             static_cast<size_t>(sqlite3_column_bytes(s, 0)));
-    sqlite3_finalize(s);
-    std::string current;
-    sqlite3_prepare_v2(db, "SELECT recordinfo FROM records WHERE projectid = 7", -1, &s, nullptr);
-    if (sqlite3_step(s) == SQLITE_ROW)
-        current.assign(static_cast<const char*>(sqlite3_column_blob(s, 0)),
-                       static_cast<size_t>(sqlite3_column_bytes(s, 0)));
-    sqlite3_finalize(s);
-    sqlite3_close(db);
+    const std::vector<std::string> history =
+        service.sql("SELECT recordinfo FROM record_history WHERE projectid = 7 ORDER BY id");
+    const std::vector<std::string> current = service.sql("SELECT recordinfo FROM records WHERE projectid = 7");
 
     std::printf("kill: %zu saves answered before SIGKILL, %zu stored\n", answered.size(), history.size());
     const std::set<std::string> stored(history.begin(), history.end());
@@ -195,7 +151,7 @@ TEST(ServiceLoad, AKillLosesNoAnsweredSave)
     for (const std::string& h : history)
         EXPECT_TRUE(sent.count(h)) << "a stored record is torn";
     ASSERT_FALSE(history.empty());
-    EXPECT_EQ(current, history.back());
+    EXPECT_EQ(current, std::vector<std::string>{history.back()});
 
     // And the restarted service serves it.
     httplib::Client client(service.url());

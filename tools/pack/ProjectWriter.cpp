@@ -236,20 +236,23 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
             }
         }
 
+        // A material's texture, or null when its index names none.
+        const auto textureOf = [&scene](const PackMaterial& material) -> const PackTexture* {
+            const int t = material.texture;
+            return t >= 0 && t < static_cast<int>(scene.textures.size()) ? &scene.textures[static_cast<size_t>(t)]
+                                                                        : nullptr;
+        };
         TextureStore textures(temporary + "/texs");
         std::vector<std::pair<int, const PackTexture*>> used;
-        for (uint32_t m : materialOrder) {
-            const int t = scene.materials[m].texture;
-            if (t >= 0 && t < static_cast<int>(scene.textures.size()))
-                used.emplace_back(t, &scene.textures[static_cast<size_t>(t)]);
-        }
+        for (uint32_t m : materialOrder)
+            if (const PackTexture* texture = textureOf(scene.materials[m]))
+                used.emplace_back(scene.materials[m].texture, texture);
         textures.storeAll(used);  // on all cores; the loop below finds them done
         BundleSink materialSink(temporary, ".mt", options.bundleBytes);
         for (uint32_t m : materialOrder) {
             const PackMaterial& material = scene.materials[m];
-            StoredTexture stored;
-            if (material.texture >= 0 && material.texture < static_cast<int>(scene.textures.size()))
-                stored = textures.store(material.texture, scene.textures[static_cast<size_t>(material.texture)]);
+            const PackTexture* texture = textureOf(material);
+            const StoredTexture stored = texture ? textures.store(material.texture, *texture) : StoredTexture();
             materialSink.add(*materialDocument(static_cast<uint32_t>(materialId[m]), material, stored));
         }
         materialSink.flush();

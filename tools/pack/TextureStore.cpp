@@ -25,22 +25,41 @@ void replaceAll(std::string& text, const std::string& from, const std::string& t
         text.replace(at, from.size(), to);
 }
 
-FIBITMAP* decode(const PackTexture& t)
+// An encoded source's format (from its bytes; for a file from its name when
+// the bytes do not tell) and, when `wanted` takes that format, the source
+// loaded with `flags`.
+Bitmap loadEncoded(const PackTexture& t, int flags, FREE_IMAGE_FORMAT& format, bool (*wanted)(FREE_IMAGE_FORMAT))
 {
-    if (!t.bgra.empty() && t.width > 0 && t.height > 0)
-        return FreeImage_ConvertFromRawBits(const_cast<BYTE*>(t.bgra.data()), t.width, t.height, t.width * 4, 32,
-                                            FI_RGBA_RED_MASK, FI_RGBA_GREEN_MASK, FI_RGBA_BLUE_MASK, TRUE);
     if (!t.bytes.empty()) {
         FIMEMORY* memory = FreeImage_OpenMemory(const_cast<BYTE*>(t.bytes.data()), static_cast<DWORD>(t.bytes.size()));
-        const FREE_IMAGE_FORMAT format = FreeImage_GetFileTypeFromMemory(memory, 0);
-        FIBITMAP* b = format == FIF_UNKNOWN ? nullptr : FreeImage_LoadFromMemory(format, memory, 0);
+        format = FreeImage_GetFileTypeFromMemory(memory, 0);
+        Bitmap b(wanted(format) ? FreeImage_LoadFromMemory(format, memory, flags) : nullptr);
         FreeImage_CloseMemory(memory);
         return b;
     }
-    FREE_IMAGE_FORMAT format = FreeImage_GetFileType(t.path.c_str(), 0);
+    format = FreeImage_GetFileType(t.path.c_str(), 0);
     if (format == FIF_UNKNOWN)
         format = FreeImage_GetFIFFromFilename(t.path.c_str());
-    return format == FIF_UNKNOWN ? nullptr : FreeImage_Load(format, t.path.c_str(), 0);
+    return Bitmap(wanted(format) ? FreeImage_Load(format, t.path.c_str(), flags) : nullptr);
+}
+
+bool isKnown(FREE_IMAGE_FORMAT format)
+{
+    return format != FIF_UNKNOWN;
+}
+
+bool isJpgOrPng(FREE_IMAGE_FORMAT format)
+{
+    return format == FIF_JPEG || format == FIF_PNG;
+}
+
+Bitmap decode(const PackTexture& t)
+{
+    if (!t.bgra.empty() && t.width > 0 && t.height > 0)
+        return Bitmap(FreeImage_ConvertFromRawBits(const_cast<BYTE*>(t.bgra.data()), t.width, t.height, t.width * 4, 32,
+                                                   FI_RGBA_RED_MASK, FI_RGBA_GREEN_MASK, FI_RGBA_BLUE_MASK, TRUE));
+    FREE_IMAGE_FORMAT format;
+    return loadEncoded(t, 0, format, isKnown);
 }
 
 bool anyTranslucent(FIBITMAP* rgba)
@@ -73,7 +92,7 @@ Bitmap standardDepth(Bitmap bitmap, bool& alpha)
 // width divisible by 4; null when the source cannot be read.
 Bitmap prepared(const PackTexture& texture, bool& alpha)
 {
-    Bitmap bitmap(decode(texture));
+    Bitmap bitmap = decode(texture);
     if (bitmap && FreeImage_GetImageType(bitmap.get()) != FIT_BITMAP)
         bitmap.reset(FreeImage_ConvertToType(bitmap.get(), FIT_BITMAP, TRUE));
     if (!bitmap || FreeImage_GetWidth(bitmap.get()) == 0 || FreeImage_GetHeight(bitmap.get()) == 0)
@@ -106,20 +125,9 @@ struct SourceHeader {
 SourceHeader readHeader(const PackTexture& t)
 {
     SourceHeader h;
-    Bitmap header;
-    if (!t.bgra.empty()) {
+    if (!t.bgra.empty())
         return h;  // drawn pixels: nothing to copy
-    } else if (!t.bytes.empty()) {
-        FIMEMORY* memory = FreeImage_OpenMemory(const_cast<BYTE*>(t.bytes.data()), static_cast<DWORD>(t.bytes.size()));
-        h.format = FreeImage_GetFileTypeFromMemory(memory, 0);
-        if (h.format == FIF_JPEG || h.format == FIF_PNG)
-            header.reset(FreeImage_LoadFromMemory(h.format, memory, FIF_LOAD_NOPIXELS));
-        FreeImage_CloseMemory(memory);
-    } else if (!t.path.empty()) {
-        h.format = FreeImage_GetFileType(t.path.c_str(), 0);
-        if (h.format == FIF_JPEG || h.format == FIF_PNG)
-            header.reset(FreeImage_Load(h.format, t.path.c_str(), FIF_LOAD_NOPIXELS));
-    }
+    const Bitmap header = loadEncoded(t, FIF_LOAD_NOPIXELS, h.format, isJpgOrPng);
     if (header && FreeImage_GetImageType(header.get()) == FIT_BITMAP) {
         h.width = FreeImage_GetWidth(header.get());
         h.height = FreeImage_GetHeight(header.get());

@@ -102,11 +102,9 @@ int listen(const QemGate::Session& s, int count)
     if (s.msgHandle == 0)
         return fail("the session has no message handle; log in first");
     const std::string path = VeldaClient::clientSocketPath(s.msgHandle);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
+    sockaddr_un address;
+    if (!VeldaClient::clientSocketAddress(s.msgHandle, address))
         return fail("socket path too long: " + path);
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     unlink(path.c_str());
     if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)

@@ -5,12 +5,12 @@
 #include "QueryText.h"
 #include "ReplyJson.h"
 #include "RequestLog.h"
+#include "SignHash.h"
 #include "Utf8Text.h"
 
 #include "formats/TextHelpers.h"
 #include "jobs/FileHelpers.h"
 
-#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <algorithm>
@@ -43,11 +43,6 @@ std::string upper(std::string s)
 {
     std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     return s;
-}
-
-bool sameSecret(const std::string& a, const std::string& b)
-{
-    return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
 // An open file, closed when the last answer that reads it is done.
@@ -94,17 +89,18 @@ struct Caller {
     ProjectRow project;
 };
 
-std::string valueOf(const std::map<std::string, std::string>& keys, const char* key)
+using Keys = std::map<std::string, std::string>;
+
+std::string valueOf(const Keys& keys, const char* key)
 {
     const auto it = keys.find(key);
     return it == keys.end() ? std::string() : it->second;
 }
 
-// Checks projectid, qemid and sign of a raw query or form text; on failure
-// the answer is made.
-bool signedCaller(ServiceDatabase& db, const std::string& text, httplib::Response& res, Caller& caller)
+// Checks projectid, qemid and sign among the raw keys of a query or form
+// text; on failure the answer is made.
+bool signedCaller(ServiceDatabase& db, const Keys& keys, httplib::Response& res, Caller& caller)
 {
-    const std::map<std::string, std::string> keys = rawPairs(text);
     if (!parseInt(valueOf(keys, "projectid"), caller.projectid) || !parseInt(valueOf(keys, "qemid"), caller.qemid) ||
         !keys.count("sign")) {
         refuse(res, kBadRequest, "请求参数错误: projectid, qemid 和 sign 是必需的");
@@ -122,9 +118,8 @@ bool signedCaller(ServiceDatabase& db, const std::string& text, httplib::Respons
 }
 
 // The percent-decoded value of a query key.
-bool decodedValue(const std::string& query, const char* key, std::string& out)
+bool decodedValue(const Keys& keys, const char* key, std::string& out)
 {
-    const std::map<std::string, std::string> keys = rawPairs(query);
     const auto it = keys.find(key);
     return it != keys.end() && percentDecode(it->second, out);
 }
@@ -248,7 +243,7 @@ void ProjectService::routes()
 {
     server_.Get("/project/getthreedimensionsdis.action", [this](const httplib::Request& req, httplib::Response& res) {
         Caller c;
-        if (!signedCaller(db_, queryOf(req.target), res, c))
+        if (!signedCaller(db_, rawPairs(queryOf(req.target)), res, c))
             return;
         const std::string downurl =
             "/project/file.action?projectid=" + std::to_string(c.projectid) + "&token=" + c.project.token + "&pars=";
@@ -273,12 +268,11 @@ void ProjectService::fileRoutes()
     // Project files: a token in the address instead of the sign text, so
     // that a sign renewed during a long download does not break it.
     server_.Get("/project/file.action", [this](const httplib::Request& req, httplib::Response& res) {
-        const std::string query = queryOf(req.target);
-        const std::map<std::string, std::string> keys = rawPairs(query);
+        const Keys keys = rawPairs(queryOf(req.target));
         int projectid = 0;
         ProjectRow project;
         std::string name, real;
-        if (!parseInt(valueOf(keys, "projectid"), projectid) || !keys.count("token") || !decodedValue(query, "pars", name))
+        if (!parseInt(valueOf(keys, "projectid"), projectid) || !keys.count("token") || !decodedValue(keys, "pars", name))
             return refuse(res, kBadRequest, "请求参数错误");
         if (!db_.project(projectid, project) || !sameSecret(project.token, keys.at("token")))
             return refuse(res, kNoProject, "项目不存在", 404);
@@ -323,7 +317,7 @@ void ProjectService::savedTextRoutes()
             if (!tailValue(body, key, value, head))
                 return refuse(res, kBadRequest, missing);
             Caller c;
-            if (!signedCaller(db_, head, res, c))
+            if (!signedCaller(db_, rawPairs(head), res, c))
                 return;
             if (!isUtf8(value) || value.find('\0') != std::string::npos)
                 return refuse(res, kBadRequest, notText);
@@ -335,7 +329,7 @@ void ProjectService::savedTextRoutes()
     auto read = [this](const char* path, const char* replyKey, Load load) {
         server_.Get(path, [this, replyKey, load](const httplib::Request& req, httplib::Response& res) {
             Caller c;
-            if (!signedCaller(db_, queryOf(req.target), res, c))
+            if (!signedCaller(db_, rawPairs(queryOf(req.target)), res, c))
                 return;
             std::string value;
             load(c, value);
@@ -356,10 +350,9 @@ void ProjectService::thumbnailRoutes()
 {
     // A signed call that names a thumbnail by its MD5 (lower-cased).
     auto signedWithMd5 = [this](const httplib::Request& req, httplib::Response& res, Caller& c, std::string& md5) {
-        const std::string query = queryOf(req.target);
-        if (!signedCaller(db_, query, res, c))
+        const Keys keys = rawPairs(queryOf(req.target));
+        if (!signedCaller(db_, keys, res, c))
             return false;
-        const std::map<std::string, std::string> keys = rawPairs(query);
         if (!isMd5(valueOf(keys, "md5"))) {
             refuse(res, kBadRequest, "请求参数错误: md5 无效");
             return false;
@@ -382,8 +375,7 @@ void ProjectService::thumbnailRoutes()
     // Storage: takes the bytes of an announced upload and answers with
     // their MD5 as the ETag, upper-case, as object stores do.
     server_.Put("/storage/put", [this](const httplib::Request& req, httplib::Response& res) {
-        const std::map<std::string, std::string> keys = rawPairs(queryOf(req.target));
-        const std::string ticket = valueOf(keys, "ticket");
+        const std::string ticket = valueOf(rawPairs(queryOf(req.target)), "ticket");
         int projectid = 0;
         std::string announced;
         if (!Velda::isPlainFileName(ticket) || !db_.upload(ticket, ticketsSince(), projectid, announced))
@@ -422,12 +414,12 @@ void ProjectService::thumbnailRoutes()
                 });
 
     server_.Get("/project/downshoticon.action", [this](const httplib::Request& req, httplib::Response& res) {
-        const std::string query = queryOf(req.target);
+        const Keys keys = rawPairs(queryOf(req.target));
         Caller c;
-        if (!signedCaller(db_, query, res, c))
+        if (!signedCaller(db_, keys, res, c))
             return;
         std::string path, real;
-        if (!decodedValue(query, "path", path) || !Velda::isPlainFileName(path))
+        if (!decodedValue(keys, "path", path) || !Velda::isPlainFileName(path))
             return refuse(res, kBadRequest, "文件名无效");
         const FolderGuard thumbs(options_.dataFolder + "/thumbs/" + std::to_string(c.projectid));
         if (!db_.thumbnail(c.projectid, path) || !thumbs.resolve(path, real) || !serveFile(res, real))

@@ -44,8 +44,12 @@ bool signMatches(const std::string& stored, const std::string& sign)
     const size_t colon = stored.find(':', sizeof kScheme - 1);
     const std::string salt = stored.substr(sizeof kScheme - 1, colon - (sizeof kScheme - 1));
     const std::string expected = stored.substr(colon + 1);
-    const std::string actual = digestHex(salt, sign);
-    return expected.size() == actual.size() && CRYPTO_memcmp(expected.data(), actual.data(), actual.size()) == 0;
+    return sameSecret(expected, digestHex(salt, sign));
+}
+
+bool sameSecret(const std::string& a, const std::string& b)
+{
+    return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
 } // namespace VeldaService

@@ -15,4 +15,7 @@ bool signMatches(const std::string& stored, const std::string& sign);
 // Whether a stored value is such a hash (rather than a text of old).
 bool isSignHash(const std::string& stored);
 
+// Whether two secrets are equal, compared in constant time.
+bool sameSecret(const std::string& a, const std::string& b);
+
 } // namespace VeldaService

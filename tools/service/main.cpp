@@ -1,12 +1,12 @@
 // velda-service: the web service of the viewer, for projects kept in one
 // data folder with one SQLite database.
+#include "FolderGuard.h"
 #include "GuardedServer.h"
 #include "ProjectService.h"
 #include "QueryText.h"
 #include "ServiceDatabase.h"
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -51,10 +51,11 @@ bool isDirectory(const std::string& path)
     return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+// The real path, or the path as given when it does not exist yet.
 std::string absolute(const std::string& path)
 {
-    char resolved[PATH_MAX];
-    return realpath(path.c_str(), resolved) ? std::string(resolved) : path;
+    const std::string real = VeldaService::FolderGuard::realPath(path);
+    return real.empty() ? path : real;
 }
 
 // One line of standard input, without echo on a terminal.
