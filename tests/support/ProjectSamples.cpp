@@ -95,24 +95,31 @@ std::vector<unsigned char> sampleIndexFile()
     return Velda::packIndex(*indexDocument({1, 2}, {1}, objects, lo, hi));
 }
 
+std::unique_ptr<VeldaDocNode> meshDocument(int id, uint16_t triangles)
+{
+    std::unique_ptr<VeldaDocNode> d(new VeldaDocNode(L"mesh"));
+    d->addChild(new VeldaDocNode(L"id", static_cast<int32_t>(id)));
+    d->addChild(new VeldaDocNode(L"vnum", static_cast<int32_t>(3 * triangles)));
+    std::vector<float> positions;
+    std::vector<uint16_t> indices;
+    for (uint16_t t = 0; t < triangles; ++t) {
+        positions.insert(positions.end(), {0, 0, 0, 1, 0, 0, 0, 1, static_cast<float>(id + t)});
+        for (uint16_t k = 0; k < 3; ++k)
+            indices.push_back(static_cast<uint16_t>(3 * t + k));
+    }
+    VeldaDocNode* attribs = new VeldaDocNode(L"attribs");
+    attribs->addChild(new VeldaDocNode(L"Position", positions));
+    d->addChild(attribs);
+    VeldaDocNode* sets = new VeldaDocNode(L"indices");
+    sets->addChild(new VeldaDocNode(L"s0", indices.data(), static_cast<uint32_t>(indices.size())));
+    d->addChild(sets);
+    return d;
+}
+
 std::vector<unsigned char> sampleBundleFile()
 {
-    std::vector<std::unique_ptr<VeldaDocNode>> docs;
-    for (int i = 0; i < 3; ++i) {
-        std::unique_ptr<VeldaDocNode> d(new VeldaDocNode(L"mesh"));
-        d->addChild(new VeldaDocNode(L"id", static_cast<int32_t>(10 + i)));
-        d->addChild(new VeldaDocNode(L"vnum", static_cast<int32_t>(3)));
-        VeldaDocNode* attribs = new VeldaDocNode(L"attribs");
-        const float positions[9] = {0, 0, 0, 1, 0, 0, 0, 1, static_cast<float>(i)};
-        attribs->addChild(new VeldaDocNode(L"Position", positions, 9));
-        d->addChild(attribs);
-        VeldaDocNode* indices = new VeldaDocNode(L"indices");
-        const uint16_t idx[3] = {0, 1, 2};
-        indices->addChild(new VeldaDocNode(L"s0", idx, 3));
-        d->addChild(indices);
-        docs.push_back(std::move(d));
-    }
-    return Velda::packBundle({docs[0].get(), docs[1].get(), docs[2].get()});
+    const std::unique_ptr<VeldaDocNode> a = meshDocument(10, 1), b = meshDocument(11, 1), c = meshDocument(12, 1);
+    return Velda::packBundle({a.get(), b.get(), c.get()});
 }
 
 std::vector<std::vector<unsigned char>> damagedCopies(const std::vector<unsigned char>& valid, unsigned seed)

@@ -35,6 +35,10 @@ std::unique_ptr<Velda::VeldaDocNode> indexDocument(const std::vector<int>& mater
                                                    const std::vector<SampleObject>& objects, const float min[3],
                                                    const float max[3]);
 
+// A mesh document: "id", "vnum", a "Position" group and the 16-bit index
+// set "s0" drawing `triangles` separate triangles.
+std::unique_ptr<Velda::VeldaDocNode> meshDocument(int id, uint16_t triangles);
+
 // Three objects (one id twice, one without surfaces), bundles 1 and 2.
 std::vector<unsigned char> sampleIndexFile();
 

@@ -34,6 +34,15 @@ bool exists(const std::string& path)
     return std::filesystem::exists(path, ignored);
 }
 
+std::set<std::string> filesBelow(const std::string& folder)
+{
+    std::set<std::string> names;
+    for (const auto& e : std::filesystem::recursive_directory_iterator(folder))
+        if (e.is_regular_file())
+            names.insert(std::filesystem::relative(e.path(), folder).string());
+    return names;
+}
+
 ScopedEnv::ScopedEnv(const char* name, const std::string& value) : name_(name)
 {
     const char* old = std::getenv(name);

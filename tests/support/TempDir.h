@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 
 namespace VeldaTest {
@@ -24,6 +25,8 @@ private:
 // A whole file as text ("" when it cannot be read).
 std::string fileText(const std::string& path);
 bool exists(const std::string& path);
+// The regular files below a folder, as paths relative to it.
+std::set<std::string> filesBelow(const std::string& folder);
 
 // Sets an environment variable for a scope and restores the old value.
 class ScopedEnv {
