@@ -11,22 +11,6 @@ using VeldaTest::GLTest;
 using VeldaTest::ShaderStage;
 using VeldaTest::validateGlsl120;
 
-namespace {
-
-// Scoped GL names for the test; the renderer brings its own wrappers.
-struct Texture {
-    GLuint name = 0;
-    Texture() { glGenTextures(1, &name); }
-    ~Texture() { glDeleteTextures(1, &name); }
-};
-struct Framebuffer {
-    GLuint name = 0;
-    Framebuffer() { glGenFramebuffers(1, &name); }
-    ~Framebuffer() { glDeleteFramebuffers(1, &name); }
-};
-
-} // namespace
-
 TEST(MultisampleCount, ClampsToTheSmallestLimit)
 {
     EXPECT_EQ(Velda::clampSampleCount(8, 4, 8, 8), 4);
@@ -45,13 +29,15 @@ TEST_F(GLTest, FloatMultisampleTargetResolvesExactly)
     EXPECT_GE(samples, 1);
     EXPECT_LE(samples, maxSamples);
 
+    // Names are not deleted: they go with the context.
     const int w = 32, h = 16;
-    Texture multi;
-    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multi.name);
+    GLuint textures[2], framebuffers[2];
+    glGenTextures(2, textures);
+    glGenFramebuffers(2, framebuffers);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, textures[0]);
     glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, samples, GL_RGBA16F, w, h, GL_TRUE);
-    Framebuffer drawTarget;
-    glBindFramebuffer(GL_FRAMEBUFFER, drawTarget.name);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE, multi.name, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffers[0]);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE, textures[0], 0);
     ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
     GLint gotSamples = 0;
     glGetIntegerv(GL_SAMPLES, &gotSamples);
@@ -61,19 +47,15 @@ TEST_F(GLTest, FloatMultisampleTargetResolvesExactly)
     glClearColor(2.5f, 1.5f, 0.25f, 3.0f);  // above 1: the target must not clamp
     glClear(GL_COLOR_BUFFER_BIT);
 
-    Texture resolved;
-    glBindTexture(GL_TEXTURE_2D, resolved.name);
+    glBindTexture(GL_TEXTURE_2D, textures[1]);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA16F, w, h, 0, GL_RGBA, GL_FLOAT, nullptr);
-    Framebuffer readTarget;
-    glBindFramebuffer(GL_FRAMEBUFFER, readTarget.name);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, resolved.name, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffers[1]);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, textures[1], 0);
     ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, drawTarget.name);
-    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, readTarget.name);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffers[0]);
     glBlitFramebuffer(0, 0, w, h, 0, 0, w, h, GL_COLOR_BUFFER_BIT, GL_NEAREST);
 
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, readTarget.name);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffers[1]);
     std::vector<float> pixels(static_cast<size_t>(w * h * 4), -1.0f);
     glReadPixels(0, 0, w, h, GL_RGBA, GL_FLOAT, pixels.data());
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
@@ -83,31 +65,27 @@ TEST_F(GLTest, FloatMultisampleTargetResolvesExactly)
         ASSERT_EQ(pixels[i + 2], 0.25f);
         ASSERT_EQ(pixels[i + 3], 3.0f);
     }
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 
 TEST(GlslValidator, StrictVersion120)
 {
-    const std::string good =
-        "uniform sampler2D u_Tex0;\n"
-        "varying vec2 v_UV0;\n"
-        "const float k[2] = float[2](0.5, 2.0);\n"
-        "void main() { gl_FragColor = texture2D(u_Tex0, v_UV0) * k[0]; }\n";
-    const VeldaTest::GlslCheck ok = validateGlsl120(good, ShaderStage::Fragment);
-    EXPECT_TRUE(ok.ok) << ok.log;
-
-    const VeldaTest::GlslCheck suffix =
-        validateGlsl120("void main() { gl_FragColor = vec4(1.0f); }\n", ShaderStage::Fragment);
-    EXPECT_FALSE(suffix.ok);
-    EXPECT_NE(suffix.log.find("f suffix"), std::string::npos);
-
-    const VeldaTest::GlslCheck uniformArray = validateGlsl120(
-        "uniform float w[2] = float[2](1.0, 2.0);\nvoid main() { gl_FragColor = vec4(w[0]); }\n",
-        ShaderStage::Fragment);
-    EXPECT_FALSE(uniformArray.ok);
-
-    const VeldaTest::GlslCheck broken =
-        validateGlsl120("attribute vec3 a_Vertex;\nvoid main() { gl_Position = a_Vertex; }\n", ShaderStage::Vertex);
-    EXPECT_FALSE(broken.ok);
-    EXPECT_NE(broken.log.find("ERROR"), std::string::npos);
+    const struct {
+        const char* source;
+        ShaderStage stage;
+        bool ok;
+        const char* logHas;
+    } cases[] = {
+        {"uniform sampler2D u_Tex0;\nvarying vec2 v_UV0;\nconst float k[2] = float[2](0.5, 2.0);\n"
+         "void main() { gl_FragColor = texture2D(u_Tex0, v_UV0) * k[0]; }\n",
+         ShaderStage::Fragment, true, ""},
+        {"void main() { gl_FragColor = vec4(1.0f); }\n", ShaderStage::Fragment, false, "f suffix"},
+        {"uniform float w[2] = float[2](1.0, 2.0);\nvoid main() { gl_FragColor = vec4(w[0]); }\n",
+         ShaderStage::Fragment, false, "initialised uniform array"},
+        {"attribute vec3 a_Vertex;\nvoid main() { gl_Position = a_Vertex; }\n", ShaderStage::Vertex, false, "ERROR"},
+    };
+    for (const auto& c : cases) {
+        const VeldaTest::GlslCheck check = validateGlsl120(c.source, c.stage);
+        EXPECT_EQ(check.ok, c.ok) << c.source << check.log;
+        EXPECT_NE(check.log.find(c.logHas), std::string::npos) << check.log;
+    }
 }
