@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <curl/curl.h>
 
 using namespace Velda;
@@ -72,28 +71,47 @@ protected:
 
 } // namespace
 
-TEST_F(HttpTransfer, FetchAndGet)
+TEST_F(HttpTransfer, GetsTellWholeFilesFromFailedOnes)
 {
-    EXPECT_EQ(blockText(httpFetch(server.url() + "/binary")), std::string("ab\0cd", 5));
+    const std::string local = dir.file("纹理 1.jpg");  // a blank and UTF-8 in a local address
+    ASSERT_TRUE(writeTextFile(local, "local bytes"));
+    const struct {
+        std::string url;
+        bool whole;
+        std::string body;
+    } cases[] = {
+        {server.url() + "/binary", true, std::string("ab\0cd", 5)},
+        {server.url() + "/missing", false, "not here"},  // status codes aside, the error page is a body
+        {"http://127.0.0.1:1/x", false, ""},
+        {"file://" + local, true, "local bytes"},
+        {"file://" + dir.file("none.me"), false, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.url);
+        const Download d = httpDownload(c.url);
+        EXPECT_EQ(d.whole, c.whole);
+        EXPECT_FALSE(d.stopped);
+        EXPECT_EQ(blockText(d.body), c.body);
+        EXPECT_EQ(blockText(httpFetch(c.url)), c.body);
+    }
     EXPECT_EQ(httpGet(server.url() + "/binary"), "ab");  // cut at the zero byte
     EXPECT_EQ(httpGet(server.url() + "/agent"), "libcurl-agent/1.0");
-    // Status codes are not looked at: an error page is a body.
-    EXPECT_EQ(httpGet(server.url() + "/missing"), "not here");
-}
+    const std::pair<char*, size_t> none = readFile(dir.file("none.me"));
+    EXPECT_NE(none.first, nullptr);  // never null, even for no file
+    EXPECT_EQ(none.second, 0u);
+    delete[] none.first;
 
-TEST_F(HttpTransfer, FailedTransfersLookLikeEmptyFiles)
-{
-    const std::string dead = "http://127.0.0.1:1/x";
-    MemoryBlock block = httpFetch(dead);
-    EXPECT_EQ(blockText(block), "");
-    EXPECT_EQ(httpGet(dead), "");
-    EXPECT_EQ(blockText(httpPostForm(dead, "a=1")), "");
+    const Download cut = httpDownload(server.url() + "/short");
+    EXPECT_FALSE(cut.whole);
+    EXPECT_LT(cut.body.size, 100u);
+    std::free(cut.body.bytes);
 
-    std::string answer = "stale";
-    ASSERT_TRUE(writeTextFile(dir.file("up.bin"), "x"));
-    EXPECT_FALSE(httpPutFile(dead, dir.file("up.bin"), answer));
-    EXPECT_EQ(answer, "");
-    EXPECT_FALSE(httpPutFile(server.url() + "/put", dir.file("no such file"), answer));
+    // A raised stop flag ends the transfer at its first callback.
+    const std::atomic<bool> stop{true};
+    const Download stopped = httpDownload(server.url() + "/binary", &stop);
+    EXPECT_TRUE(stopped.stopped);
+    EXPECT_FALSE(stopped.whole);
+    std::free(stopped.body.bytes);
 }
 
 TEST_F(HttpTransfer, PostsSendBytesAsGiven)
@@ -103,9 +121,9 @@ TEST_F(HttpTransfer, PostsSendBytesAsGiven)
     EXPECT_EQ(lastAgent, "");  // no user agent on a POST
     const std::string binary("x\0y", 3);
     EXPECT_EQ(blockText(httpPostForm(server.url() + "/echo", binary.data(), binary.size())), binary);
-
     ASSERT_TRUE(writeTextFile(dir.file("form.txt"), body));
     EXPECT_EQ(blockText(httpPostFile(server.url() + "/echo", dir.file("form.txt"))), body);
+    EXPECT_EQ(blockText(httpPostForm("http://127.0.0.1:1/x", "a=1")), "");
 }
 
 TEST_F(HttpTransfer, PutAnswersWithHeadersAndDownloadWritesFiles)
@@ -114,7 +132,10 @@ TEST_F(HttpTransfer, PutAnswersWithHeadersAndDownloadWritesFiles)
     for (size_t i = 0; i < content.size(); ++i)
         content[i] = static_cast<char>(i * 7);
     ASSERT_TRUE(writeFile(dir.file("thumb.jpg"), content.data(), content.size()));
-    std::string answer;
+    std::string answer = "stale";
+    EXPECT_FALSE(httpPutFile("http://127.0.0.1:1/x", dir.file("thumb.jpg"), answer));
+    EXPECT_EQ(answer, "");
+    EXPECT_FALSE(httpPutFile(server.url() + "/put", dir.file("no such file"), answer));
     ASSERT_TRUE(httpPutFile(server.url() + "/put", dir.file("thumb.jpg"), answer));
     EXPECT_EQ(putBody, content);
     EXPECT_EQ(putType, "application/octet-stream");
@@ -122,57 +143,7 @@ TEST_F(HttpTransfer, PutAnswersWithHeadersAndDownloadWritesFiles)
     EXPECT_EQ(answer.find("body is not the answer"), std::string::npos);
 
     ASSERT_TRUE(httpDownloadFile(server.url() + "/binary", dir.file("down.bin")));
-    const std::pair<char*, size_t> down = readFile(dir.file("down.bin"));
-    EXPECT_EQ(std::string(down.first, down.second), std::string("ab\0cd", 5));
-    delete[] down.first;
-}
-
-TEST_F(HttpTransfer, LocalAddressesAndFiles)
-{
-    const std::string name = dir.file("纹理 1.jpg");
-    ASSERT_TRUE(writeTextFile(name, "local bytes"));
-    ASSERT_EQ(name[0], '/');
-    EXPECT_EQ(blockText(httpFetch("file://" + name)), "local bytes");
-    EXPECT_EQ(blockText(httpFetch("file://" + dir.file("missing"))), "");
-
-    const std::pair<char*, size_t> missing = readFile(dir.file("missing"));
-    EXPECT_NE(missing.first, nullptr);
-    EXPECT_EQ(missing.second, 0u);
-    delete[] missing.first;
-    EXPECT_FALSE(writeTextFile(dir.file("no/such/folder/x"), "lost"));
-    ASSERT_TRUE(writeTextFile(name, "shorter"));
-    const std::pair<char*, size_t> replaced = readFile(name);
-    EXPECT_STREQ(replaced.first, "shorter");
-    delete[] replaced.first;
-}
-
-TEST_F(HttpTransfer, DownloadsTellWholeFilesFromFailedOnes)
-{
-    const auto check = [](const std::string& url, bool whole, const std::string& body) {
-        SCOPED_TRACE(url);
-        const Download d = httpDownload(url);
-        EXPECT_EQ(d.whole, whole);
-        EXPECT_FALSE(d.stopped);
-        EXPECT_EQ(blockText(d.body), body);
-    };
-    check(server.url() + "/binary", true, std::string("ab\0cd", 5));
-    check(server.url() + "/missing", false, "not here");  // the error page still arrives
-    check("http://127.0.0.1:1/x", false, "");
-    ASSERT_TRUE(writeTextFile(dir.file("a.me"), "local"));
-    check("file://" + dir.file("a.me"), true, "local");
-    check("file://" + dir.file("none.me"), false, "");
-    const Download cut = httpDownload(server.url() + "/short");
-    MemoryBlock body = cut.body;
-    MemoryBlockOwner owner(body);
-    EXPECT_FALSE(cut.whole);
-    EXPECT_LT(cut.body.size, 100u);
-
-    // A raised stop flag ends the transfer at its first callback.
-    const std::atomic<bool> stop{true};
-    const Download stopped = httpDownload(server.url() + "/binary", &stop);
-    EXPECT_TRUE(stopped.stopped);
-    EXPECT_FALSE(stopped.whole);
-    std::free(stopped.body.bytes);
+    EXPECT_EQ(VeldaTest::fileText(dir.file("down.bin")), std::string("ab\0cd", 5));
 }
 
 TEST(UrlText, EscapeAndNumbers)
