@@ -10,7 +10,6 @@
 
 #include <cstring>
 #include <memory>
-#include <zlib.h>
 
 using namespace Velda;
 
@@ -242,26 +241,10 @@ TEST(PackedData, BundlesKeepWhatParsed)
     unpackIds(Bytes(good.begin(), good.begin() + 5), handed, why);
     EXPECT_EQ(handed, -1);
 
-    // A stream cut halfway inflates what it can; the rest stays unread.
+    // A stream cut halfway is no error: whatever parsed is handed over.
     unpackIds(Bytes(good.begin(), good.begin() + static_cast<long>(good.size() / 2)), handed, why);
     EXPECT_GE(handed, 0);
     EXPECT_LT(handed, 3);
-}
-
-TEST(PackedData, InflateReportsCompleteness)
-{
-    const Bytes plain(1000, 'x');
-    uLongf bound = compressBound(1000);
-    Bytes z(bound);
-    ASSERT_EQ(compress(z.data(), &bound, plain.data(), 1000), Z_OK);
-    Inflated out;
-    ASSERT_TRUE(inflateDeclared(z.data(), bound, 1000, out));
-    EXPECT_TRUE(out.complete);
-    EXPECT_EQ(Bytes(out.bytes.get(), out.bytes.get() + out.produced), plain);
-    ASSERT_TRUE(inflateDeclared(z.data(), bound / 2, 1000, out));
-    EXPECT_FALSE(out.complete);
-    EXPECT_EQ(out.size, 1000u);
-    EXPECT_LT(out.produced, 1000u);
 }
 
 TEST(TextHelpers, Utf8RoundTripAndInvalidBytes)

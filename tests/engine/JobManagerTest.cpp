@@ -26,12 +26,6 @@ namespace {
 std::mutex g_logMutex;
 std::vector<std::string> g_log;
 
-void note(const std::string& s)
-{
-    std::lock_guard<std::mutex> lock(g_logMutex);
-    g_log.push_back(s);
-}
-
 // The log so far, emptied; with `runsFirst` the runs (in their order) go
 // before the finishes (in theirs), as the two threads interleave them freely.
 std::vector<std::string> takeLog(bool runsFirst = false)
@@ -46,43 +40,38 @@ std::vector<std::string> takeLog(bool runsFirst = false)
 
 // Notes its runs and finishes. Its finish may throw `throwsLeft` times, and
 // with `waitsForStop` its first run waits for a stop of the worker and gives up.
-class NoteJob : public IJob {
-public:
+struct NoteJob : IJob {
     explicit NoteJob(std::string name, IJob* follow = nullptr, int throwsLeft = 0, bool waitsForStop = false)
-        : name_(std::move(name)), follow_(follow), throwsLeft_(throwsLeft), waitsForStop_(waitsForStop) {}
+        : name(std::move(name)), follow(follow), throwsLeft(throwsLeft), waitsForStop(waitsForStop) {}
+    void note(const std::string& what)
+    {
+        std::lock_guard<std::mutex> lock(g_logMutex);
+        g_log.push_back(what + " " + name);
+    }
     void run() override
     {
-        note("run " + name_);
-        abandoned_ = waitsForStop_ && runs++ == 0;
+        note("run");
+        abandoned_ = waitsForStop && runs++ == 0;
         while (abandoned_ && !JobManager::stopRequested())
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     bool abandoned() const override { return abandoned_; }
     void finish() override
     {
-        note("finish " + name_);
-        if (throwsLeft_ > 0) {
-            --throwsLeft_;
+        note("finish");
+        if (throwsLeft-- > 0)
             throw std::runtime_error("finish failed");
-        }
-        if (follow_)
-            JobManager::instance().addJob(follow_);
+        if (follow)
+            JobManager::instance().addJob(follow);
     }
 
+    std::string name;
+    IJob* follow;
+    int throwsLeft;
+    bool waitsForStop;
     std::atomic<int> runs{0};
-
-private:
-    std::string name_;
-    IJob* follow_;
-    int throwsLeft_;
-    bool waitsForStop_;
     std::atomic<bool> abandoned_{false};
 };
-
-void pump()
-{
-    ASSERT_TRUE(VeldaTest::pumpJobs());
-}
 
 } // namespace
 
@@ -100,7 +89,7 @@ TEST(JobManager, RunsAndFinishesInArrivalOrder)
     jobs.addJob(&b);
     jobs.addJob(&c);
     EXPECT_FALSE(jobs.idle());
-    pump();
+    ASSERT_TRUE(VeldaTest::pumpJobs());
     EXPECT_EQ(takeLog(true), (std::vector<std::string>{"run a", "run b", "run c", "run later", "finish a",
                                                        "finish b", "finish c", "finish later"}));
 }
@@ -141,7 +130,7 @@ TEST(JobManager, AStopAbandonsTheRunningJobWhichRunsAgainLater)
 
     NoteJob next("next");
     jobs.addJob(&next);  // a new worker takes the queue up where it stopped
-    pump();
+    ASSERT_TRUE(VeldaTest::pumpJobs());
     EXPECT_EQ(takeLog(true), (std::vector<std::string>{"run stoppable", "run behind", "run next", "finish stoppable",
                                                        "finish behind", "finish next"}));
 }
