@@ -127,6 +127,13 @@ TEST_F(Assets, ManagerDedupesAndChoosesClasses)
     EXPECT_EQ(raw->dataSize(), 3u);
 }
 
+TEST_F(Assets, AnEmptySceneIsReadyAtOnce)
+{
+    EXPECT_EQ(manager->progress(), 0.0f);
+    EXPECT_TRUE(manager->isReady());
+    EXPECT_FALSE(manager->configPending());
+}
+
 TEST_F(Assets, ShortNamesAndDirectories)
 {
     const std::pair<const char*, const char*> shortNames[] = {
@@ -234,6 +241,8 @@ TEST_F(Assets, MaterialDocuments)
     EXPECT_FALSE(m.getDepthWrite());
     m.setBlend(false);
     EXPECT_TRUE(m.getDepthWrite());
+    m.setEmissive({0, 0, 0.001f});  // only exactly 0, 0, 0 stands for the default
+    EXPECT_EQ(m.getEmissive(), Vector3(0, 0, 0.001f));
 
     // A local material asks for its texture by path, unescaped; it is ready
     // when the texture is.
@@ -273,8 +282,7 @@ TEST_F(Assets, ImagesDecodeByKindAndDepth)
     for (const Case& c : cases)
         textures.push_back(dynamic_cast<AssetTexture2D*>(
             manager->load(put(c.name, VeldaTest::encodeImage(c.kind, 13, 7, c.bits)), Callback())));
-    const std::string broken = put("img/broken.jpg", {0xFF, 0xD8, 0xFF, 0x00, 0x01});
-    AssetTexture2D* bad = dynamic_cast<AssetTexture2D*>(manager->load(broken, Callback()));
+    Asset* bad = manager->load(put("img/broken.jpg", {0xFF, 0xD8, 0xFF, 0x00, 0x01}), Callback());
     AssetTexture2D* dial = dynamic_cast<AssetTexture2D*>(
         manager->load(put("img/光圈.png", VeldaTest::encodeImage(ImageKind::Png, 134, 134, 32)), Callback()));
     pump();
@@ -293,8 +301,8 @@ TEST_F(Assets, ImagesDecodeByKindAndDepth)
         EXPECT_TRUE(textures[i]->texture()->mipmapped());
     }
     EXPECT_TRUE(bad->isReady());
-    EXPECT_FALSE(bad->succeeded());
-    EXPECT_EQ(bad->texture(), manager->defaultTexture());
+    EXPECT_FALSE(dynamic_cast<AssetTexture2D*>(bad)->succeeded());
+    EXPECT_EQ(dynamic_cast<AssetTexture2D*>(bad)->texture(), manager->defaultTexture());
     EXPECT_NE(manager->defaultTexture()->name(), 0u);
     EXPECT_FALSE(dial->texture()->mipmapped());
     EXPECT_TRUE(manager->isReady());

@@ -141,6 +141,8 @@ TEST(Object3D, CachesRecomputeOnlyWhenStale)
     EXPECT_EQ(o.getPosition(), Vector3(101, 2, 3));
     EXPECT_FALSE(o.isPositionDirty());
     EXPECT_TRUE(o.isNormalDirty());
+    o.setCastShadow(false);
+    EXPECT_FALSE(o.isPositionDirty());
 
     // Normals under a non-uniform scale: the inverse transpose of the 3x3.
     Object3D s;
