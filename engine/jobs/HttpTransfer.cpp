@@ -31,6 +31,11 @@ struct HeaderList {
     ~HeaderList() { curl_slist_free_all(list); }
 };
 
+bool isLocal(const std::string& url)
+{
+    return url.compare(0, 7, "file://") == 0;
+}
+
 bool isUnreserved(unsigned char c)
 {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
@@ -44,7 +49,7 @@ bool isUnreserved(unsigned char c)
 std::string curlAddress(const std::string& url)
 {
     static const char kHex[] = "0123456789ABCDEF";
-    const bool local = url.compare(0, 7, "file://") == 0;
+    const bool local = isLocal(url);
     std::string out;
     out.reserve(url.size() + 16);
     for (size_t i = 0; i < url.size(); ++i) {
@@ -62,11 +67,14 @@ std::string curlAddress(const std::string& url)
     return out;
 }
 
-void perform(CURL* curl)
+// Runs the transfer; a failure is told on standard error, except a stop
+// asked for by the caller.
+CURLcode perform(CURL* curl)
 {
     const CURLcode res = curl_easy_perform(curl);
-    if (res != CURLE_OK)
+    if (res != CURLE_OK && res != CURLE_ABORTED_BY_CALLBACK)
         std::fprintf(stderr, "curl_easy_perform() failed: %s\n", curl_easy_strerror(res));
+    return res;
 }
 
 size_t fileSource(char* buffer, size_t size, size_t count, void* user)
@@ -105,20 +113,15 @@ Download httpDownload(const std::string& url, const std::atomic<bool>* stop)
         curl_easy_setopt(curl.handle, CURLOPT_XFERINFODATA, stop);
         curl_easy_setopt(curl.handle, CURLOPT_NOPROGRESS, 0L);
     }
-    const CURLcode res = curl_easy_perform(curl.handle);
-    if (res == CURLE_ABORTED_BY_CALLBACK) {
-        result.stopped = true;
+    const CURLcode res = perform(curl.handle);
+    result.stopped = res == CURLE_ABORTED_BY_CALLBACK;
+    if (res != CURLE_OK)
         return result;
-    }
-    if (res != CURLE_OK) {
-        std::fprintf(stderr, "curl_easy_perform() failed: %s\n", curl_easy_strerror(res));
-        return result;
-    }
     long status = 0;
     curl_easy_getinfo(curl.handle, CURLINFO_RESPONSE_CODE, &status);
     curl_off_t announced = -1;
     curl_easy_getinfo(curl.handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
-    const bool local = url.compare(0, 7, "file://") == 0;
+    const bool local = isLocal(url);
     // curl reports a body cut short of its length as an error already; the
     // size test is for whatever slips through.
     result.whole = (local || (status >= 200 && status < 300)) &&
@@ -192,11 +195,8 @@ bool httpPutFile(const std::string& url, const std::string& path, std::string& a
     curl_easy_setopt(curl.handle, CURLOPT_HEADERFUNCTION, memorySink);
     curl_easy_setopt(curl.handle, CURLOPT_HEADERDATA, &headers);
     curl_easy_setopt(curl.handle, CURLOPT_WRITEFUNCTION, discardSink);
-    const CURLcode res = curl_easy_perform(curl.handle);
-    if (res != CURLE_OK) {
-        std::fprintf(stderr, "curl_easy_perform() failed: %s\n", curl_easy_strerror(res));
+    if (perform(curl.handle) != CURLE_OK)
         return false;
-    }
     answer.assign(headers.bytes, headers.size);
     return true;
 }

@@ -22,11 +22,9 @@ size_t memorySink(void* contents, size_t size, size_t count, void* user)
     if (n == 0)
         return 0;
     // The size is 32-bit; refuse to wrap it.
-    if (n > UINT32_MAX - 1u - block->size) {
-        std::printf("not enough memory (realloc returned NULL)\n");
-        return 0;
-    }
-    char* grown = static_cast<char*>(std::realloc(block->bytes, block->size + n + 1));
+    char* grown = n > UINT32_MAX - 1u - block->size
+                      ? nullptr
+                      : static_cast<char*>(std::realloc(block->bytes, block->size + n + 1));
     if (grown == nullptr) {
         std::printf("not enough memory (realloc returned NULL)\n");
         return 0;
