@@ -128,28 +128,23 @@ Asset* AssetManager::find(const std::string& urlOrShortName) const
 
 Asset* AssetManager::load(const std::string& url, Callback callback)
 {
-    std::string key = url;
-    const auto alias = aliases_.find(key);
-    if (alias != aliases_.end())
-        key = alias->second;
-    const auto existing = assets_.find(key);
-    if (existing != assets_.end()) {
-        Asset* asset = existing->second;
+    if (Asset* asset = find(url)) {
         if (asset->isReady() && callback)
             callback(static_cast<LoadJob*>(asset));
         else
             asset->addCallback(callback);
         return asset;
     }
-    Asset* asset = create(key);
+    // Not found: the address is no short name of a known asset either.
+    Asset* asset = create(url);
     if (!asset) {
         VLOG << "No kind of asset for the address : " << url;
         return nullptr;
     }
     asset->addCallback(callback);
     asset->load();
-    assets_[key] = asset;
-    aliases_.emplace(shortName(key), key);  // an existing short name keeps its address
+    assets_[url] = asset;
+    aliases_.emplace(shortName(url), url);  // an existing short name keeps its address
     return asset;
 }
 
