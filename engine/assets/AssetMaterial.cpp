@@ -7,7 +7,7 @@
 
 namespace Velda {
 
-AssetMaterial::AssetMaterial(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer) {}
+AssetMaterial::AssetMaterial(const std::string& url, Context3d*) : Asset(url) {}
 
 AssetMaterial::~AssetMaterial() = default;
 

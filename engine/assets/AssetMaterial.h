@@ -34,7 +34,6 @@ private:
     std::unique_ptr<Material> material_;
     int32_t id_ = -1;
     std::map<int, Asset*> textures_;
-    Context3d* renderer_;
 };
 
 } // namespace Velda

@@ -5,7 +5,7 @@
 
 namespace Velda {
 
-AssetMesh::AssetMesh(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer) {}
+AssetMesh::AssetMesh(const std::string& url, Context3d*) : Asset(url) {}
 
 AssetMesh::~AssetMesh() = default;
 

@@ -26,7 +26,6 @@ public:
 private:
     std::unique_ptr<Geometry> geometry_;
     int32_t id_ = -1;
-    Context3d* renderer_;
 };
 
 } // namespace Velda

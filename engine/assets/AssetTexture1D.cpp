@@ -10,7 +10,7 @@
 
 namespace Velda {
 
-AssetTexture1D::AssetTexture1D(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer) {}
+AssetTexture1D::AssetTexture1D(const std::string& url, Context3d*) : Asset(url) {}
 
 AssetTexture1D::~AssetTexture1D() = default;
 

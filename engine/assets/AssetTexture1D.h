@@ -31,7 +31,6 @@ private:
 
     std::unique_ptr<Texture1D> texture_;
     AssetTexture2D* source_ = nullptr;
-    Context3d* renderer_;
 };
 
 } // namespace Velda

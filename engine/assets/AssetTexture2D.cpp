@@ -14,7 +14,7 @@
 
 namespace Velda {
 
-AssetTexture2D::AssetTexture2D(const std::string& url, Context3d* renderer) : Asset(url), renderer_(renderer)
+AssetTexture2D::AssetTexture2D(const std::string& url, Context3d*) : Asset(url)
 {
     // The dial images of the overlay are drawn pixel for pixel.
     useMipmaps_ = url.find("img/光圈") == std::string::npos;
@@ -90,8 +90,6 @@ void AssetTexture2D::setImage(unsigned char* pixels, int width, int height, unsi
     pixels_ = pixels;
     width_ = width;
     height_ = height;
-    inverseWidth_ = 1.0f / static_cast<float>(width);
-    inverseHeight_ = 1.0f / static_cast<float>(height);
     bitsPerPixel_ = bitsPerPixel;
     glFormat_ = glFormat;
     mipmapped_ = mipmapped;

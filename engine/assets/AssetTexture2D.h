@@ -29,8 +29,9 @@ public:
     const unsigned char* pixels() const { return pixels_; }
     int width() const { return width_; }
     int height() const { return height_; }
-    float inverseWidth() const { return inverseWidth_; }
-    float inverseHeight() const { return inverseHeight_; }
+    // 1 / width and 1 / height; 0 before an image is set.
+    float inverseWidth() const { return width_ ? 1.0f / static_cast<float>(width_) : 0.0f; }
+    float inverseHeight() const { return height_ ? 1.0f / static_cast<float>(height_) : 0.0f; }
     unsigned bitsPerPixel() const { return bitsPerPixel_; }
     bool useMipmaps() const { return useMipmaps_; }
     // False after a decoding failure (the texture is then the fallback).
@@ -49,15 +50,12 @@ private:
     bool ownsTexture_ = false;
     unsigned char* pixels_ = nullptr;
     int width_ = 0;
-    float inverseWidth_ = 0.0f;
     int height_ = 0;
-    float inverseHeight_ = 0.0f;
     unsigned bitsPerPixel_ = 0;
     unsigned glFormat_ = 0;
     bool mipmapped_ = false;
     bool useMipmaps_;
     bool succeeded_ = true;
-    Context3d* renderer_;
 };
 
 } // namespace Velda
