@@ -29,12 +29,9 @@ void AssetTextureCube::finish()
     for (int i = 0; i < 6; ++i)
         names_[i] = i < static_cast<int>(names.size()) ? names[static_cast<size_t>(i)] : std::string();
     AssetManager* manager = AssetManager::instance();
-    for (int i = 0; i < 6 && manager; ++i) {
-        if (names_[i].empty())
-            continue;
-        Asset* face = manager->load(directory() + names_[i], [this](void* a) { return faceArrived(a); });
-        faces_[i] = dynamic_cast<AssetTexture2D*>(face);
-    }
+    for (int i = 0; i < 6 && manager; ++i)
+        if (!names_[i].empty())
+            manager->load(directory() + names_[i], [this](void* a) { return faceArrived(a); });
     LoadJob::finish();
     ready_ = true;
 }
@@ -48,10 +45,7 @@ void* AssetTextureCube::faceArrived(void* argument)
     for (int i = 0; i < 6; ++i) {
         if (names_[i].empty() || face->path() != directory() + names_[i])
             continue;
-        pixels_[i] = face->pixels();
-        heights_[i] = face->height();
-        widths_[i] = face->width();
-        formats_[i] = face->glFormat() ? face->glFormat() : GL_BGR;
+        faces_[i] = face;
         ++arrived_;
         if (arrived_ == 6)
             createCube();
@@ -65,17 +59,24 @@ void AssetTextureCube::createCube()
     // with the wrong pixel size, so such a cube is not made. A face that has
     // not arrived (a name counted twice) is defined empty.
     unsigned format = 0;
+    int widths[6] = {}, heights[6] = {};
+    const void* pixels[6] = {};
     for (int i = 0; i < 6; ++i) {
-        if (!pixels_[i])
+        if (!faces_[i])
             continue;
-        if (format != 0 && formats_[i] != format) {
+        widths[i] = faces_[i]->width();
+        heights[i] = faces_[i]->height();
+        pixels[i] = faces_[i]->pixels();
+        if (!pixels[i])
+            continue;
+        const unsigned faceFormat = faces_[i]->glFormat() ? faces_[i]->glFormat() : GL_BGR;
+        if (format != 0 && faceFormat != format) {
             VLOG << "Cube " << path() << " mixes pixel formats; not made";
             return;
         }
-        format = formats_[i];
+        format = faceFormat;
     }
-    const void* faces[6] = {pixels_[0], pixels_[1], pixels_[2], pixels_[3], pixels_[4], pixels_[5]};
-    texture_.reset(new TextureCube(widths_, heights_, faces, format ? format : GL_BGR, GL_UNSIGNED_BYTE));
+    texture_.reset(new TextureCube(widths, heights, pixels, format ? format : GL_BGR, GL_UNSIGNED_BYTE));
 }
 
 bool AssetTextureCube::isReady() const

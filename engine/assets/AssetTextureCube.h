@@ -33,12 +33,8 @@ private:
     void createCube();
 
     std::unique_ptr<TextureCube> texture_;
-    AssetTexture2D* faces_[6] = {};
+    AssetTexture2D* faces_[6] = {};  // as they arrived
     std::string names_[6];
-    const unsigned char* pixels_[6] = {};
-    int heights_[6] = {};
-    int widths_[6] = {};
-    unsigned formats_[6] = {};
     int arrived_ = 0;
     bool requested_ = false;
 };
