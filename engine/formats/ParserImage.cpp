@@ -23,19 +23,6 @@ struct BitmapUnloader {
 using Memory = std::unique_ptr<FIMEMORY, MemoryCloser>;
 using Bitmap = std::unique_ptr<FIBITMAP, BitmapUnloader>;
 
-bool bgrFor(unsigned bits, unsigned& glFormat)
-{
-    if (bits == 24) {
-        glFormat = GL_BGR;
-        return true;
-    }
-    if (bits == 32) {
-        glFormat = GL_BGRA;
-        return true;
-    }
-    return false;
-}
-
 // Word n (from 1) of the DDS header, which follows the four magic bytes.
 uint32_t headerWord(const unsigned char* p, int n)
 {
@@ -51,13 +38,17 @@ ParserJPG::ParserJPG() : ParserImage(FIF_JPEG) {}
 ParserPNG::ParserPNG() : ParserImage(FIF_PNG) {}
 ParserTGA::ParserTGA() : ParserImage(FIF_TARGA) {}
 
-bool ParserGIF::glFormatFor(unsigned bits, unsigned& glFormat) const { return bgrFor(bits, glFormat); }
-bool ParserPNG::glFormatFor(unsigned bits, unsigned& glFormat) const { return bgrFor(bits, glFormat); }
-bool ParserTGA::glFormatFor(unsigned bits, unsigned& glFormat) const { return bgrFor(bits, glFormat); }
+bool ParserImage::glFormatFor(unsigned bits, unsigned& glFormat) const
+{
+    if (bits != 24 && bits != 32)
+        return false;
+    glFormat = bits == 24 ? GL_BGR : GL_BGRA;
+    return true;
+}
 
 bool ParserJPG::glFormatFor(unsigned bits, unsigned& glFormat) const
 {
-    if (!bgrFor(bits, glFormat))
+    if (!ParserImage::glFormatFor(bits, glFormat))
         glFormat = GL_LUMINANCE;
     return true;
 }

@@ -23,7 +23,8 @@ public:
 protected:
     explicit ParserImage(int freeImageFormat) : format_(freeImageFormat) {}
     // The GL pixel format for a bit depth; false: no texture for this depth.
-    virtual bool glFormatFor(unsigned bitsPerPixel, unsigned& glFormat) const = 0;
+    // By default 24 bits BGR and 32 bits BGRA only.
+    virtual bool glFormatFor(unsigned bitsPerPixel, unsigned& glFormat) const;
     // Whether this kind is mip-mapped whatever the asset asks.
     virtual bool alwaysMipmapped() const { return false; }
     // Depth the bitmap is converted to before use; 0 keeps it.
@@ -40,7 +41,6 @@ public:
     ParserGIF();
 
 protected:
-    bool glFormatFor(unsigned bitsPerPixel, unsigned& glFormat) const override;
     bool alwaysMipmapped() const override { return true; }
     unsigned convertTo() const override { return 24; }
 };
@@ -58,9 +58,6 @@ protected:
 class ParserPNG : public ParserImage {
 public:
     ParserPNG();
-
-protected:
-    bool glFormatFor(unsigned bitsPerPixel, unsigned& glFormat) const override;
 };
 
 // 24 or 32 bits only, always mip-mapped.
@@ -69,7 +66,6 @@ public:
     ParserTGA();
 
 protected:
-    bool glFormatFor(unsigned bitsPerPixel, unsigned& glFormat) const override;
     bool alwaysMipmapped() const override { return true; }
 };
 
