@@ -82,7 +82,6 @@ bool inflateDeclared(const unsigned char* stream, size_t streamSize, uint32_t de
     out.bytes.reset();
     out.size = 0;
     out.produced = 0;
-    out.complete = false;
     if (static_cast<uint64_t>(declaredSize) > static_cast<uint64_t>(streamSize) * kMaxInflateRatio + kInflateSlack) {
         setError(error, "declared size " + std::to_string(declaredSize) + " cannot come from " +
                             std::to_string(streamSize) + " compressed bytes");
@@ -91,15 +90,12 @@ bool inflateDeclared(const unsigned char* stream, size_t streamSize, uint32_t de
     // Not zero-filled: only the produced bytes are ever read.
     out.bytes.reset(new unsigned char[declaredSize ? declaredSize : 1]);
     out.size = declaredSize;
-    if (declaredSize == 0 || streamSize == 0) {
-        out.complete = declaredSize == 0 && streamSize == 0;
+    if (declaredSize == 0 || streamSize == 0)
         return true;
-    }
     uLongf produced = declaredSize;
     uLong consumed = static_cast<uLong>(streamSize);
-    const int rc = uncompress2(out.bytes.get(), &produced, stream, &consumed);
+    uncompress2(out.bytes.get(), &produced, stream, &consumed);
     out.produced = produced <= declaredSize ? produced : 0;
-    out.complete = rc == Z_OK && produced == declaredSize;
     return true;
 }
 

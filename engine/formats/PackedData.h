@@ -21,7 +21,6 @@ struct Inflated {
     std::unique_ptr<unsigned char[]> bytes;
     size_t size = 0;
     size_t produced = 0;
-    bool complete = false;
 };
 bool inflateDeclared(const unsigned char* stream, size_t streamSize, uint32_t declaredSize, Inflated& out,
                      std::string* error = nullptr);
