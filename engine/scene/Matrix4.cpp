@@ -60,6 +60,12 @@ void adjugate(const float* a, float* inv)
               a[8] * a[1] * a[6] - a[8] * a[2] * a[5];
 }
 
+// The determinant by the first column of the adjugate.
+float determinantOf(const float* a, const float* adj)
+{
+    return a[0] * adj[0] + a[1] * adj[4] + a[2] * adj[8] + a[3] * adj[12];
+}
+
 } // namespace
 
 Matrix4::Matrix4() { setIdentity(); }
@@ -102,15 +108,14 @@ float Matrix4::determinant() const
 {
     float adj[16];
     adjugate(m, adj);
-    return m[0] * adj[0] + m[1] * adj[4] + m[2] * adj[8] + m[3] * adj[12];
+    return determinantOf(m, adj);
 }
 
 Matrix4 Matrix4::inverse() const
 {
     float adj[16];
     adjugate(m, adj);
-    const float det = m[0] * adj[0] + m[1] * adj[4] + m[2] * adj[8] + m[3] * adj[12];
-    const float f = 1.0f / det;
+    const float f = 1.0f / determinantOf(m, adj);
     Matrix4 r;
     for (int i = 0; i < 16; ++i)
         r.m[i] = adj[i] * f;
