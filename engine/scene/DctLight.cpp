@@ -7,7 +7,7 @@ namespace Velda {
 std::string DctLight::getStateText()
 {
     // Tested before the base call, which clears the flag.
-    if (!textDirty_ && !inverseDirty_ && !normalDirty_)
+    if (!textStale(false))
         return text_;
     const std::string base = Light::getStateText();
     const float direction[3] = {direction_.x, direction_.y, direction_.z};

@@ -15,7 +15,7 @@ bool Light::setCastShadow(bool cast)
 
 std::string Light::getStateText()
 {
-    if (!textDirty_ && !inverseDirty_ && !normalDirty_ && !positionDirty_)
+    if (!textStale())
         return text_;
     const float values[4] = {color_.x, color_.y, color_.z, intensity_};
     text_ = floatsToText(values, 4, "-") + (castShadow_ ? "-1" : "-0");

@@ -29,6 +29,13 @@ public:
     bool isTextDirty() const { return textDirty_; }
 
 protected:
+    // Whether the text must be rebuilt: a value or the transform changed
+    // (the position only when it is part of the text).
+    bool textStale(bool positionCounts = true) const
+    {
+        return textDirty_ || inverseDirty_ || normalDirty_ || (positionCounts && positionDirty_);
+    }
+
     Vector3 color_;
     float intensity_ = 1.0f;  // no constructor of the design sets it; full strength is the defined start
     std::string text_;

@@ -7,7 +7,7 @@ namespace Velda {
 std::string SpotLight::getStateText()
 {
     // Tested before the base call, which clears the flag.
-    if (!textDirty_ && !inverseDirty_ && !normalDirty_ && !positionDirty_)
+    if (!textStale())
         return text_;
     const std::string base = Light::getStateText();
     const Vector3& p = getPosition();
