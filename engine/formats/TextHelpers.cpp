@@ -354,17 +354,9 @@ std::string floatsToListText(const std::vector<float>& values, int decimals)
 {
     std::vector<std::string> pieces;
     pieces.reserve(values.size());
-    char format[32];
-    std::snprintf(format, sizeof format, "%%.%df", decimals < 0 ? 0 : (decimals > 30 ? 30 : decimals));
-    for (float v : values) {
-        if (!std::isfinite(v)) {
-            pieces.push_back("0");
-            continue;
-        }
-        char buffer[512];
-        std::snprintf(buffer, sizeof buffer, format, static_cast<double>(v));
-        pieces.push_back(buffer);
-    }
+    const int places = decimals < 0 ? 0 : (decimals > 30 ? 30 : decimals);
+    for (float v : values)
+        pieces.push_back(std::isfinite(v) ? formatted("%.*f", places, static_cast<double>(v)) : "0");
     return joinList(pieces);
 }
 
