@@ -139,46 +139,32 @@ void VeldaDocNode::allocate(int32_t tag, uint32_t size, uint32_t elements)
         throw std::bad_alloc();
 }
 
-void VeldaDocNode::setByte(uint8_t value)
+void VeldaDocNode::assign(int32_t tag, const void* bytes, uint32_t size, uint32_t elements)
 {
-    allocate(kTagByte, 1, 1);
-    data[0] = value;
+    allocate(tag, size, elements);
+    if (size)
+        std::memcpy(data, bytes, size);
 }
+
+void VeldaDocNode::setByte(uint8_t value) { assign(kTagByte, &value, 1, 1); }
 
 void VeldaDocNode::setString(const std::wstring& value)
 {
     const std::string entry = negatedEntry(value);
-    allocate(kTagString, static_cast<uint32_t>(entry.size()), 1);
-    std::memcpy(data, entry.data(), entry.size());
+    assign(kTagString, entry.data(), static_cast<uint32_t>(entry.size()), 1);
     strings = new std::wstring(value);
 }
 
-void VeldaDocNode::setInt(int32_t value)
-{
-    allocate(kTagInt32, 4, 1);
-    std::memcpy(data, &value, 4);
-}
-
-void VeldaDocNode::setUInt(uint32_t value)
-{
-    allocate(kTagUInt32, 4, 1);
-    std::memcpy(data, &value, 4);
-}
-
-void VeldaDocNode::setFloat(float value)
-{
-    allocate(kTagFloat, 4, 1);
-    std::memcpy(data, &value, 4);
-}
+void VeldaDocNode::setInt(int32_t value) { assign(kTagInt32, &value, 4, 1); }
+void VeldaDocNode::setUInt(uint32_t value) { assign(kTagUInt32, &value, 4, 1); }
+void VeldaDocNode::setFloat(float value) { assign(kTagFloat, &value, 4, 1); }
 
 void VeldaDocNode::setStrings(const std::vector<std::wstring>& values)
 {
     std::string raw;
     for (const std::wstring& v : values)
         raw += negatedEntry(v);
-    allocate(kTagStringArray, static_cast<uint32_t>(raw.size()), static_cast<uint32_t>(values.size()));
-    if (!raw.empty())
-        std::memcpy(data, raw.data(), raw.size());
+    assign(kTagStringArray, raw.data(), static_cast<uint32_t>(raw.size()), static_cast<uint32_t>(values.size()));
     if (!values.empty()) {
         strings = new std::wstring[values.size()];
         for (size_t i = 0; i < values.size(); ++i)
@@ -186,26 +172,9 @@ void VeldaDocNode::setStrings(const std::vector<std::wstring>& values)
     }
 }
 
-void VeldaDocNode::setUInt16Array(const uint16_t* values, uint32_t n)
-{
-    allocate(kTagUInt16Array, 2u * n, n);
-    if (n)
-        std::memcpy(data, values, 2u * n);
-}
-
-void VeldaDocNode::setInt32Array(const int32_t* values, uint32_t n)
-{
-    allocate(kTagInt32Array, 4u * n, n);
-    if (n)
-        std::memcpy(data, values, 4u * n);
-}
-
-void VeldaDocNode::setFloatArray(const float* values, uint32_t n)
-{
-    allocate(kTagFloatArray, 4u * n, n);
-    if (n)
-        std::memcpy(data, values, 4u * n);
-}
+void VeldaDocNode::setUInt16Array(const uint16_t* values, uint32_t n) { assign(kTagUInt16Array, values, 2u * n, n); }
+void VeldaDocNode::setInt32Array(const int32_t* values, uint32_t n) { assign(kTagInt32Array, values, 4u * n, n); }
+void VeldaDocNode::setFloatArray(const float* values, uint32_t n) { assign(kTagFloatArray, values, 4u * n, n); }
 
 void VeldaDocNode::setInt32Array(const std::vector<int32_t>& values)
 {
@@ -226,44 +195,33 @@ void VeldaDocNode::setByteArray(const uint8_t* values, uint32_t n)
 
 void VeldaDocNode::setBoolArray(const std::vector<bool>& values)
 {
-    const uint32_t n = static_cast<uint32_t>(values.size());
-    allocate(kTagByteArray, n, n);
-    for (uint32_t i = 0; i < n; ++i)
-        data[i] = values[i] ? 1 : 0;
+    const std::vector<uint8_t> bytes(values.begin(), values.end());
+    setByteArray(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
 void VeldaDocNode::setFloat2(float x, float y)
 {
     const float v[2] = {x, y};
-    allocate(kTagFloat2, 8, 1);
-    std::memcpy(data, v, 8);
+    assign(kTagFloat2, v, 8, 1);
 }
 
 void VeldaDocNode::setFloat3(float x, float y, float z)
 {
     const float v[3] = {x, y, z};
-    allocate(kTagFloat3, 12, 1);
-    std::memcpy(data, v, 12);
+    assign(kTagFloat3, v, 12, 1);
 }
 
 void VeldaDocNode::setFloat4(float x, float y, float z, float w)
 {
     const float v[4] = {x, y, z, w};
-    allocate(kTagFloat4, 16, 1);
-    std::memcpy(data, v, 16);
+    assign(kTagFloat4, v, 16, 1);
 }
 
-void VeldaDocNode::setFloat12(const float values[12])
-{
-    allocate(kTagFloat12, 48, 1);
-    std::memcpy(data, values, 48);
-}
+void VeldaDocNode::setFloat12(const float values[12]) { assign(kTagFloat12, values, 48, 1); }
 
 void VeldaDocNode::setFloat3Array(const float* values, uint32_t elements)
 {
-    allocate(kTagFloat3Array, 12u * elements, elements);
-    if (elements)
-        std::memcpy(data, values, 12u * elements);
+    assign(kTagFloat3Array, values, 12u * elements, elements);
 }
 
 uint8_t VeldaDocNode::firstByte() const

@@ -120,6 +120,8 @@ public:
 
 private:
     void allocate(int32_t tag, uint32_t size, uint32_t elements);
+    // A value of `size` bytes copied as they are.
+    void assign(int32_t tag, const void* bytes, uint32_t size, uint32_t elements);
 };
 
 // Parses one document from `data`, reading at most `size` bytes. On success
