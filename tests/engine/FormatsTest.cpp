@@ -83,9 +83,7 @@ TEST(VeldaDocNode, ParsesTheByteFormatExactly)
     text(b, std::string("ab\0cd", 5));
     u16(b, 0);
     head(b, "f", 7);                   // a float, read by a consumer as an integer
-    const float f = 1.5f;
-    b.insert(b.end(), reinterpret_cast<const unsigned char*>(&f), reinterpret_cast<const unsigned char*>(&f) + 4);
-    u16(b, 0);
+    b.insert(b.end(), {0x00, 0x00, 0xC0, 0x3F, 0, 0});  // 1.5f, no children
 
     uint32_t consumed = 0;
     std::unique_ptr<VeldaDocNode> root = parse(b, &consumed);
@@ -109,9 +107,8 @@ TEST(VeldaDocNode, ParsesTheByteFormatExactly)
     EXPECT_EQ(cut.name, L"cu");
     EXPECT_EQ(cut.stringValue(), L"ab");
     EXPECT_EQ(cut.dataSize, 7u);  // the raw buffer keeps the length and all five bytes
-    uint32_t bits;
-    std::memcpy(&bits, &f, 4);
-    EXPECT_EQ(root->children[5]->firstUInt32(), bits);
+    EXPECT_EQ(root->children[5]->firstUInt32(), 0x3FC00000u);  // the bits, not 1
+    EXPECT_EQ(root->children[5]->firstFloat(), 1.5f);
 }
 
 TEST(VeldaDocNode, ClearWriterRoundTripsBackToBackAndEveryPrefixIsRefused)

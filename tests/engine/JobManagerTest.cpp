@@ -140,18 +140,11 @@ TEST(LoadJob, CallbacksRunLastAddedFirst)
     LoadJob job("");
     std::vector<int> order;
     job.addCallback(Callback());  // empty: ignored
-    job.addCallback([&](void* self) {
-        EXPECT_EQ(self, static_cast<void*>(&job));
-        order.push_back(1);
-        return nullptr;
-    });
+    job.addCallback([&](void* self) { EXPECT_EQ(self, &job); order.push_back(1); return nullptr; });
     job.addCallback([&](void*) {
         order.push_back(2);
         // Added during the loop: it runs next, before the older one.
-        job.addCallback([&](void*) {
-            order.push_back(3);
-            return nullptr;
-        });
+        job.addCallback([&](void*) { order.push_back(3); return nullptr; });
         return nullptr;
     });
     EXPECT_EQ(job.callbacks().size(), 2u);
