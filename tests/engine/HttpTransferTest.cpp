@@ -39,13 +39,6 @@ protected:
             res.status = 404;
             res.set_content("not here", "text/plain");
         });
-        server.http.Get("/short", [](const httplib::Request&, httplib::Response& res) {
-            // Announces 100 bytes, sends 10 and closes.
-            res.set_content_provider(100, "application/octet-stream", [](size_t, size_t, httplib::DataSink& sink) {
-                sink.write("0123456789", 10);
-                return false;
-            });
-        });
         server.http.Get("/agent", [](const httplib::Request& req, httplib::Response& res) {
             res.set_content(req.get_header_value("User-Agent"), "text/plain");
         });
@@ -71,6 +64,7 @@ protected:
 
 } // namespace
 
+// A body cut short of its length is the streaming test's half-sent file.
 TEST_F(HttpTransfer, GetsTellWholeFilesFromFailedOnes)
 {
     const std::string local = dir.file("纹理 1.jpg");  // a blank and UTF-8 in a local address
@@ -81,7 +75,7 @@ TEST_F(HttpTransfer, GetsTellWholeFilesFromFailedOnes)
         std::string body;
     } cases[] = {
         {server.url() + "/binary", true, std::string("ab\0cd", 5)},
-        {server.url() + "/missing", false, "not here"},  // status codes aside, the error page is a body
+        {server.url() + "/missing", false, "not here"},  // the error page is a body, not a whole file
         {"http://127.0.0.1:1/x", false, ""},
         {"file://" + local, true, "local bytes"},
         {"file://" + dir.file("none.me"), false, ""},
@@ -100,11 +94,6 @@ TEST_F(HttpTransfer, GetsTellWholeFilesFromFailedOnes)
     EXPECT_NE(none.first, nullptr);  // never null, even for no file
     EXPECT_EQ(none.second, 0u);
     delete[] none.first;
-
-    const Download cut = httpDownload(server.url() + "/short");
-    EXPECT_FALSE(cut.whole);
-    EXPECT_LT(cut.body.size, 100u);
-    std::free(cut.body.bytes);
 
     // A raised stop flag ends the transfer at its first callback.
     const std::atomic<bool> stop{true};
@@ -149,12 +138,8 @@ TEST_F(HttpTransfer, PutAnswersWithHeadersAndDownloadWritesFiles)
 TEST(UrlText, EscapeAndNumbers)
 {
     const std::string name = "texs/光圈 a+b%.png";
-    const std::string escaped = urlEscape(name);
-    EXPECT_EQ(escaped.substr(0, 7), "texs%2F");
-    EXPECT_EQ(escaped.find(' '), std::string::npos);
-    EXPECT_EQ(escaped.find("\xE5"), std::string::npos);
-    EXPECT_NE(escaped.find("%E5%85%89"), std::string::npos);  // UTF-8 on the wire
-    EXPECT_EQ(urlUnescape(escaped), name);
+    EXPECT_EQ(urlEscape(name), "texs%2F%E5%85%89%E5%9C%88%20a%2Bb%25.png");  // UTF-8 on the wire
+    EXPECT_EQ(urlUnescape(urlEscape(name)), name);
     EXPECT_EQ(urlUnescape("a%00b"), std::string("a\0b", 3));
 
     EXPECT_EQ(numberText(static_cast<int64_t>(-9000000000LL)), "-9000000000");
