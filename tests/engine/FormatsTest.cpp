@@ -317,12 +317,9 @@ TEST(TextHelpers, NumberTextsBothWays)
     float m[16] = {};
     EXPECT_FALSE(textToMatrix("1 2 3", m));
     EXPECT_EQ(m[0], 0.0f);
-    EXPECT_TRUE(textToMatrix("1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16", m));
-    EXPECT_EQ(m[4], 2.0f);  // pieces run along rows
-    EXPECT_EQ(m[1], 5.0f);
-    EXPECT_TRUE(textToMatrix("1 2 3 4 5 6 7 8 9 10 11 12", m, true));
-    EXPECT_EQ(m[3], 10.0f);
-    EXPECT_EQ(m[11], 12.0f);
-    EXPECT_EQ(m[12], 0.0f);
-    EXPECT_EQ(m[15], 1.0f);
+    ASSERT_TRUE(textToMatrix("1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16", m));  // pieces run along rows
+    EXPECT_EQ(std::vector<float>(m, m + 16),
+              (std::vector<float>{1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15, 4, 8, 12, 16}));
+    ASSERT_TRUE(textToMatrix("1 2 3 4 5 6 7 8 9 10 11 12", m, true));
+    EXPECT_EQ(std::vector<float>(m, m + 16), (std::vector<float>{1, 4, 7, 10, 2, 5, 8, 11, 3, 6, 9, 12, 0, 0, 0, 1}));
 }
