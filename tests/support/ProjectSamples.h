@@ -42,7 +42,7 @@ std::unique_ptr<Velda::VeldaDocNode> meshDocument(int id, uint16_t triangles);
 // Three objects (one id twice, one without surfaces), bundles 1 and 2.
 std::vector<unsigned char> sampleIndexFile();
 
-// A bundle of three small mesh-like documents.
+// A bundle of three one-triangle meshes, ids 10, 11 and 12.
 std::vector<unsigned char> sampleBundleFile();
 
 // Every proper prefix of a valid file (the empty one first), then 1000
