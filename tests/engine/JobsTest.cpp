@@ -27,7 +27,6 @@
 
 using namespace Velda;
 
-
 namespace {
 
 std::string blockText(MemoryBlock block)
@@ -159,7 +158,6 @@ TEST(UrlText, EscapeAndNumbers)
     EXPECT_EQ(numberText(1.25, 1), "1.2");
     EXPECT_EQ(numberText(1e30, 0).size(), 31u);
 }
-
 
 namespace {
 
@@ -301,7 +299,6 @@ TEST(JobManager, ThreadFailureText)
     EXPECT_STREQ(JobManager::threadErrorText(11), "ate thread, error code is : ");  // from the twelfth character
     EXPECT_STREQ(JobManager::threadErrorText(500), "");
 }
-
 
 namespace {
 
