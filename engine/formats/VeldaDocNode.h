@@ -84,7 +84,7 @@ public:
     void clearValue();
 
     // Setters clear the old value first. String bytes are stored negated in
-    // the raw buffer, as the specified writer expects.
+    // the raw buffer, as the negated-name writer expects.
     void setByte(uint8_t value);                                  // 1
     void setString(const std::wstring& value);                    // 2
     void setInt(int32_t value);                                   // 5

@@ -170,8 +170,8 @@ vec3 dctLighting(vec3 viewDir, vec3 Norm, vec3 Diffuse, int Num1, int Num2)
     vec3 reflectDir = reflect(L, Norm);
     float diff = max(dot(Norm, L), 0.0);
     vec3 diffuse = rampedDiffuse(diff, Diffuse);
-    float spec = pow(max(dot(viewDir, reflectDir), 0.0), u_glossiness);
-    vec3 specular = u_specularlevel * spec * u_specular;
+    float highlight = pow(max(dot(viewDir, reflectDir), 0.0), u_glossiness);
+    vec3 specular = u_specularlevel * highlight * u_specular;
     return (diffuse + specular) * u_Uniform[Num1].xyz;
 }
 
@@ -186,8 +186,8 @@ vec3 ptLighting(vec3 viewDir, vec3 Norm, vec3 Diffuse, int Num1, int Num2, int N
     float attenuation = 1.0 / (1.0 + attLinear * d + attQuadratic * d * d);
     float diff = max(dot(Norm, L), 0.0);
     vec3 diffuse = rampedDiffuse(diff, Diffuse);
-    float spec = pow(max(dot(viewDir, reflectDir), 0.0), u_glossiness);
-    vec3 specular = u_specularlevel * spec * u_specular;
+    float highlight = pow(max(dot(viewDir, reflectDir), 0.0), u_glossiness);
+    vec3 specular = u_specularlevel * highlight * u_specular;
     return attenuation * (diffuse + specular) * lightColor;
 }
 
@@ -204,8 +204,8 @@ vec3 spotLighting(vec3 viewDir, vec3 Norm, vec3 Diffuse, int Num1, int Num2, int
     vec3 diffuse = mix(u_Uniform[36].xyz, u_Uniform[35].xyz, t) * Diffuse;
 
     // vec3 reflectDir = reflect(-Lightdir, Norm);
-    // float spec = pow(max(dot(viewDir, reflectDir), 0.0), u_glossiness);
-    // vec3 specular = u_specularlevel * spec * u_specular;
+    // float highlight = pow(max(dot(viewDir, reflectDir), 0.0), u_glossiness);
+    // vec3 specular = u_specularlevel * highlight * u_specular;
     // float theta = dot(Lightdir, normalize(-u_Uniform[Num3].xyz));
     // float epsilon = u_Uniform[Num4].w - u_Uniform[Num5].w;
     // float intensity = clamp((theta - u_Uniform[Num5].w) / epsilon, 0.0, 1.0);
