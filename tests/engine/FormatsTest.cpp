@@ -138,7 +138,7 @@ TEST(VeldaDocNode, ClearWriterRoundTripsBackToBackAndEveryPrefixIsRefused)
     EXPECT_EQ(parseDocument(nullptr, size), nullptr);
 }
 
-TEST(VeldaDocNode, SpecifiedWriterNegatesNamesAndStrings)
+TEST(VeldaDocNode, NegatingWriterNegatesNamesAndStrings)
 {
     VeldaDocNode root(L"a");
     root.addChild(new VeldaDocNode(L"b", std::wstring(L"c")));
