@@ -26,6 +26,7 @@ struct FrameContext;
 // cost nothing when nobody reads them.
 struct FrameStats {
     uint64_t shadowDraws = 0;   // times the shadow map has been drawn
+    uint32_t drawCalls[4] = {}; // draw calls of each pass in the last render
     double passMs[4] = {};      // CPU time of each pass's process in the last render
     double renderMs = 0.0;      // the whole last render
     // Benchmarks set this to wait for the driver after each pass, so that
@@ -116,6 +117,13 @@ public:
     float bloomCoefficient = 0.21f;
     float ssaoPower = 1.0f;
     float ssaoKernelSize = 32.0f;
+    // The specified path: one finished job per begin, every item through
+    // every pass. Off, begin hands over jobs for about 10 ms, items outside
+    // the view are skipped and opaque ones go front to back.
+    bool faithful = false;
+    // Below 1 while the camera moves: the lit pass and the post chain run
+    // at this fraction of the view's size and the result is stretched.
+    float frameScale = 1.0f;
     // The only way one pass hands a picture to the next; an unknown name
     // reads as texture 0.
     std::map<std::string, unsigned int> namedTextures;
