@@ -2,8 +2,8 @@
 # Installs what is missing, builds, and runs the whole test suite: the
 # Release tree under Xvfb (the viewer end to end on its own), then a
 # sanitizer tree (AddressSanitizer and UndefinedBehaviorSanitizer) for the
-# unit and fuzz tests (the long load runs and the end-to-end runs stay in
-# the Release tree).
+# unit and fuzz tests (the long load runs, the end-to-end runs and the
+# picture comparisons of the two render paths stay in the Release tree).
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -34,4 +34,4 @@ grep -E "(load|kill): " "$BUILD/load.log" || true
 echo "== Sanitizer tests (under Xvfb)"
 export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
-"${XVFB[@]}" ctest --test-dir "$BUILD-asan" --output-on-failure -j "$JOBS" -LE load
+"${XVFB[@]}" ctest --test-dir "$BUILD-asan" --output-on-failure -j "$JOBS" -LE "load|picture"

@@ -14,6 +14,11 @@ public:
     AssetBundle(const std::string& url, Context3d* renderer);
     ~AssetBundle() override;
 
+    // Fetches, then inflates the file and parses its documents into child
+    // assets that wait, unseen, for finish(). Worker thread.
+    void run() override;
+    // Hands the parsed children their callbacks and their GL half, in the
+    // order of the file. GUI thread.
     void finish() override;
     // False as soon as one child is not ready; otherwise whether finish ran.
     bool isReady() const override;
@@ -25,7 +30,17 @@ public:
     double readyFraction() const;
 
 protected:
+    // Inflates and parses what run() fetched into unpacked_.
+    void unpack();
+
     std::vector<Asset*> children_;
+    // Parsed on the worker; only finish() moves them into children_, so the
+    // GUI thread never reads what the worker writes.
+    std::vector<Asset*> unpacked_;
+    enum class Unpacked { kNotYet, kNothingFetched, kFailed, kIncomplete, kWhole };
+    Unpacked unpacked_state_ = Unpacked::kNotYet;
+    std::string unpackError_;
+    size_t unpackDeclared_ = 0;
     size_t declared_ = 0;
     Context3d* renderer_;
 };

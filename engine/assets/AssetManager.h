@@ -56,6 +56,10 @@ public:
     Asset* find(const std::string& urlOrShortName) const;
     bool configPending() const { return configPending_; }
 
+    // Meshes drop the CPU copies of their arrays once uploaded, unless told
+    // to keep them (the specified path keeps them).
+    void setKeepGeometryCopies(bool keep) { keepGeometryCopies_ = keep; }
+    bool keepGeometryCopies() const { return keepGeometryCopies_; }
     // Shown in place of an image that cannot be decoded; made on first use,
     // on the GL thread.
     Texture2D* defaultTexture();
@@ -69,6 +73,7 @@ private:
     std::map<std::string, std::string> aliases_;
     bool allReady_ = false;
     bool configPending_ = true;
+    bool keepGeometryCopies_ = false;
     std::string configLine_;
     std::string baseFolder_;
     Context3d* renderer_;

@@ -11,12 +11,17 @@ AssetMaterial::AssetMaterial(const std::string& url, Context3d*) : Asset(url) {}
 
 AssetMaterial::~AssetMaterial() = default;
 
-void AssetMaterial::finish()
+void AssetMaterial::parse()
 {
     if (data_ && data_->pointer) {
         ParserMT parser;
         parser.parse(data_->pointer, data_->size, this, 1);
     }
+}
+
+void AssetMaterial::finish()
+{
+    parse();
     for (int channel = 0; channel < 7; ++channel)
         requestTexture(channel);
     LoadJob::finish();

@@ -17,6 +17,9 @@ public:
     ~AssetMaterial() override;
 
     void run() override {}
+    // Reads the document handed over with setJobData; the bundle's worker
+    // half calls it.
+    void parse();
     void finish() override;
     // False without a Material or while a texture is not ready.
     bool isReady() const override;

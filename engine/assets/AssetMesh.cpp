@@ -1,5 +1,6 @@
 #include "assets/AssetMesh.h"
 
+#include "assets/AssetManager.h"
 #include "formats/Geometry.h"
 #include "formats/ParserME.h"
 
@@ -9,11 +10,22 @@ AssetMesh::AssetMesh(const std::string& url, Context3d*) : Asset(url) {}
 
 AssetMesh::~AssetMesh() = default;
 
-void AssetMesh::finish()
+void AssetMesh::parse()
 {
     if (data_ && data_->pointer) {
         ParserME parser;
         parser.parse(data_->pointer, data_->size, this, 1);
+    }
+}
+
+void AssetMesh::finish()
+{
+    parse();
+    if (geometry_) {
+        geometry_->upload();
+        AssetManager* manager = AssetManager::instance();
+        if (manager && !manager->keepGeometryCopies())
+            geometry_->releaseCopies();
     }
     LoadJob::finish();
     ready_ = true;

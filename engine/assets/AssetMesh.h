@@ -15,6 +15,11 @@ public:
     ~AssetMesh() override;
 
     void run() override {}
+    // Reads the document handed over with setJobData into the geometry's
+    // CPU arrays; no GL. The bundle's worker half calls it.
+    void parse();
+    // Parses what is still handed over, uploads the arrays, then runs the
+    // callbacks. GL thread.
     void finish() override;
     bool isReady() const override { return ready_; }
     void freeData() override;

@@ -31,13 +31,56 @@ void Geometry::addAttributeGroup(const std::string& key, int floatsPerVertex, ui
     const size_t floats = static_cast<size_t>(floatsPerVertex) * count;
     std::vector<float>& copy = attributeData_[key];
     copy.assign(data, data + floats);
-    // Sized by the copy, so the upload never reads past it.
-    vertexBuffers_[key].reset(new VertexBufferObject(floatsPerVertex, count, copy.data()));
+    floatsPerVertex_[key] = floatsPerVertex;
     layoutDirty_ = true;
+    if (uploaded_)
+        upload();  // once on the GL side, changes follow at once
+}
+
+void Geometry::upload()
+{
+    for (const auto& group : attributeData_) {
+        std::unique_ptr<VertexBufferObject>& buffer = vertexBuffers_[group.first];
+        if (buffer)
+            continue;
+        const int stride = floatsPerVertex_[group.first];
+        const uint32_t count = stride > 0 ? static_cast<uint32_t>(group.second.size() / static_cast<size_t>(stride)) : 0;
+        // Sized by the copy, so the upload never reads past it.
+        buffer.reset(new VertexBufferObject(stride, count, group.second.data()));
+        layoutDirty_ = true;
+    }
+    for (const auto& set : indexData_) {
+        std::unique_ptr<IndexBufferObject>& buffer = indexBuffers_[set.first];
+        if (buffer)
+            continue;
+        const bool wide = indexWidth_[set.first] == 1;
+        buffer.reset(new IndexBufferObject(static_cast<uint32_t>(set.second.size() / (wide ? 4 : 2)),
+                                           set.second.data(), wide));
+    }
+    for (uint32_t count : pendingCounts_)
+        g_triangleTotal = static_cast<int64_t>(static_cast<double>(g_triangleTotal) + count / 3.0);
+    pendingCounts_.clear();
+    uploaded_ = true;
+}
+
+void Geometry::releaseCopies()
+{
+    for (auto it = attributeData_.begin(); it != attributeData_.end();)
+        it = vertexBuffers_.count(it->first) ? attributeData_.erase(it) : std::next(it);
+    for (auto it = indexData_.begin(); it != indexData_.end();)
+        it = indexBuffers_.count(it->first) ? indexData_.erase(it) : std::next(it);
+    layoutDirty_ = true;
+}
+
+int Geometry::floatsPerVertex(const std::string& key) const
+{
+    const auto it = floatsPerVertex_.find(key);
+    return it == floatsPerVertex_.end() ? 0 : it->second;
 }
 
 void Geometry::removeAttributeGroup(const std::string& key)
 {
+    floatsPerVertex_.erase(key);
     if (attributeData_.erase(key) + vertexBuffers_.erase(key) > 0)
         layoutDirty_ = true;
 }
@@ -47,13 +90,15 @@ void Geometry::updateAttributeRange(const std::string& key, uint32_t firstVertex
     const auto buffer = vertexBuffers_.find(key);
     if (buffer == vertexBuffers_.end())
         return;
-    std::vector<float>& copy = attributeData_[key];
     const size_t stride = static_cast<size_t>(buffer->second->floatsPerVertex());
     const size_t begin = firstVertex * stride;
     const size_t floats = count * stride;
-    if (begin + floats > copy.size())
-        return;  // past the group's end
-    std::memcpy(copy.data() + begin, data, floats * sizeof(float));
+    const auto copy = attributeData_.find(key);
+    if (copy != attributeData_.end()) {
+        if (begin + floats > copy->second.size())
+            return;  // past the group's end
+        std::memcpy(copy->second.data() + begin, data, floats * sizeof(float));
+    }
     buffer->second->update(static_cast<uint32_t>(begin * sizeof(float)), count, data);
 }
 
@@ -62,9 +107,9 @@ void Geometry::addIndexSet(const std::string& key, uint32_t count, const void* d
     removeIndexSet(key);
     indexWidth_[key] = wide ? 1 : 0;
     const size_t bytes = static_cast<size_t>(count) * (wide ? 4 : 2);
-    std::vector<unsigned char>& copy = indexData_[key];
-    copy.assign(static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + bytes);
-    indexBuffers_[key].reset(new IndexBufferObject(count, copy.data(), wide));
+    indexData_[key].assign(static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + bytes);
+    if (uploaded_)
+        upload();
 }
 
 void Geometry::removeIndexSet(const std::string& key)
@@ -82,17 +127,21 @@ void Geometry::updateIndexRange(const std::string& key, uint32_t first, uint32_t
         return;
     const bool wide = indexWidth_[key] == 1;
     const size_t unit = wide ? 4 : 2;
-    std::vector<unsigned char>& copy = indexData_[key];
-    if ((static_cast<size_t>(first) + count) * unit > copy.size())
-        return;
-    std::memcpy(copy.data() + first * unit, data, count * unit);
+    const auto copy = indexData_.find(key);
+    if (copy != indexData_.end()) {
+        if ((static_cast<size_t>(first) + count) * unit > copy->second.size())
+            return;
+        std::memcpy(copy->second.data() + first * unit, data, count * unit);
+    }
     buffer->second->update(first, count, data, wide);
 }
 
 void Geometry::setIndexCount(const std::string& key, uint32_t count)
 {
     indexCount_[key] = count;
-    g_triangleTotal = static_cast<int64_t>(static_cast<double>(g_triangleTotal) + count / 3.0);
+    pendingCounts_.push_back(count);
+    if (uploaded_)
+        upload();
 }
 
 const Layout& Geometry::getLayout()
@@ -109,7 +158,8 @@ const Layout& Geometry::getLayout()
             entry.stride = group.second->floatsPerVertex();
             entry.components = componentsOf(attribute);
             entry.buffer = group.second.get();
-            entry.data = &attributeData_[group.first];
+            const auto copy = attributeData_.find(group.first);
+            entry.data = copy == attributeData_.end() ? nullptr : &copy->second;
             layout_.emplace(attribute, entry);  // the first group naming it stays
             offset += entry.components;
         }

@@ -1,6 +1,7 @@
 #include "jobs/JobManager.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -167,6 +168,24 @@ void JobManager::finishOne()
     job->finish();
     Lock lock(mutex_);
     eraseFirst(finishedJobs_, job);
+}
+
+int JobManager::finishFor(double budgetMs)
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    int count = 0;
+    for (;;) {
+        {
+            Lock lock(mutex_);
+            if (finishedJobs_.empty())
+                return count;
+        }
+        finishOne();
+        ++count;
+        if (std::chrono::duration<double, std::milli>(Clock::now() - start).count() >= budgetMs)
+            return count;
+    }
 }
 
 std::vector<IJob*> JobManager::pendingJobs()

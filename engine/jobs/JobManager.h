@@ -35,6 +35,10 @@ public:
     // during finish(), which may add jobs. If finish() throws, the job stays
     // at the front.
     void finishOne();
+    // Hands finished jobs to their finish() in order until `budgetMs` of
+    // wall time is spent or none is left; at least one if there is one.
+    // Returns how many finished.
+    int finishFor(double budgetMs);
 
     // Snapshots, taken under the lock.
     std::vector<IJob*> pendingJobs();

@@ -20,6 +20,7 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
 #include <string>
 
 namespace Velda {
@@ -76,6 +77,20 @@ unsigned int cubeName(Asset* asset, Texture2D* placeholder)
 BaseProcessor::BaseProcessor(Context3d* owner) : owner_(owner) {}
 
 void BaseProcessor::process(const RenderList&, const RenderList&, bool) {}
+
+int BaseProcessor::scaledWidth() const
+{
+    if (sizeScale >= 1.0f)
+        return owner_->viewportWidth;
+    return std::max(1, static_cast<int>(static_cast<float>(owner_->viewportWidth) * sizeScale));
+}
+
+int BaseProcessor::scaledHeight() const
+{
+    if (sizeScale >= 1.0f)
+        return owner_->viewportHeight;
+    return std::max(1, static_cast<int>(static_cast<float>(owner_->viewportHeight) * sizeScale));
+}
 
 double BaseProcessor::waterClock()
 {
@@ -235,6 +250,7 @@ void BaseProcessor::drawGeometry(const RenderList& items, const char* programNam
         program->setTexture2D("shadowMap", owner_->namedTextures["depthTex"], GL_LINEAR, GL_CLAMP_TO_BORDER);
         glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(item->indexCount),
                        item->indexWidth ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT, nullptr);
+        ++drawCalls_;
     }
 }
 

@@ -3,6 +3,8 @@
 #include "scene/Matrix4.h"
 #include "scene/RenderItem.h"
 
+#include <cstdint>
+
 namespace Velda {
 
 class Context3d;
@@ -29,6 +31,15 @@ public:
     void drawGeometry(const RenderList& items, const char* programName, Matrix4 viewProj);
 
     bool enabled = true;
+    // The fraction of the view's size that the pass's targets take (the
+    // reduced frames of a moving camera use a second set of passes).
+    float sizeScale = 1.0f;
+    int scaledWidth() const;
+    int scaledHeight() const;
+
+    // Draw calls issued since the last reset, for the frame's statistics.
+    void resetDrawCalls() { drawCalls_ = 0; }
+    uint32_t drawCalls() const { return drawCalls_; }
 
     // The water clock: grows by 0.001 with every drawGeometry, never wraps.
     static double waterClock();
@@ -39,6 +50,7 @@ protected:
     void bindChannels(class ShaderProgram& program, RenderItem& item);
 
     Context3d* owner_;
+    uint32_t drawCalls_ = 0;
     float uniformBlock_[64][4] = {};
 };
 

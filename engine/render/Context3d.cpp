@@ -13,6 +13,7 @@
 #include "render/Texture2D.h"
 #include "scene/Camera.h"
 #include "scene/DctLight.h"
+#include "scene/Frustum.h"
 #include "scene/PtLight.h"
 #include "scene/SceneRoot.h"
 #include "scene/SenceBackGround.h"
@@ -23,6 +24,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <map>
 #include <stdexcept>
 
@@ -62,8 +64,10 @@ void Context3d::destroyInstance()
 
 Context3d::~Context3d()
 {
-    for (int i = kPassCount - 1; i >= 0; --i)
+    for (int i = kPassCount - 1; i >= 0; --i) {
+        delete reduced_[i];
         delete processors[i];
+    }
     delete shaderManager;
     delete frameContext;
     delete defaultMaterial;
@@ -115,11 +119,38 @@ void Context3d::begin(Camera* camera, int targetTexture, int frameBufferName)
     frameContext->camera = camera;
     if (targetTexture != -1)
         attachTarget(targetTexture);
-    // The only budget on assets reaching GL: one finished job per begin.
-    JobManager::instance().finishOne();
-    for (BaseProcessor* pass : processors)
-        if (pass && pass->enabled)
-            pass->prepare();
+    // Assets reach GL here: one finished job per begin on the specified
+    // path, otherwise as many as fit in about 10 ms.
+    if (faithful)
+        JobManager::instance().finishOne();
+    else
+        JobManager::instance().finishFor(kJobBudgetMs);
+    reducedFrame_ = !faithful && frameScale > 0.0f && frameScale < 1.0f;
+    if (reducedFrame_)
+        prepareReducedPasses();
+    for (int i = 0; i < kPassCount; ++i)
+        if (BaseProcessor* p = pass(i))
+            if (p->enabled)
+                p->prepare();
+}
+
+BaseProcessor* Context3d::pass(int i) const
+{
+    if (reducedFrame_ && reduced_[i])
+        return reduced_[i];
+    return processors[i];
+}
+
+void Context3d::prepareReducedPasses()
+{
+    if (!reduced_[kLightingPass]) {
+        reduced_[kLightingPass] = new LightingProcessor(this);
+        reduced_[kPostPass] = new PostProcessor(this);
+    }
+    for (int i : {kLightingPass, kPostPass}) {
+        reduced_[i]->sizeScale = frameScale;
+        reduced_[i]->enabled = processors[i]->enabled;
+    }
 }
 
 void Context3d::attachTarget(int targetTexture)
@@ -188,6 +219,21 @@ void Context3d::buildLists(const RenderList& meshes, const RenderList& sky, Rend
         blended.push_back(it->second);
 }
 
+void Context3d::selectForView(const RenderList& opaque, const RenderList& blended, RenderList& viewOpaque,
+                              RenderList& viewBlended) const
+{
+    // The items keep their order: drawn front to back, faces that touch tie
+    // in depth the other way and the still picture changes along their
+    // edges, and on a driver that shades before it tests depth (the lit
+    // shader may discard) the order saves nothing.
+    Camera* camera = frameContext->camera;
+    const Frustum view(camera->getProjection() * camera->getInverseTransform());
+    const auto seen = [&view](const RenderItem* item) { return item->sky || !item->box || !view.outside(*item->box); };
+    viewOpaque.reserve(opaque.size());
+    std::copy_if(opaque.begin(), opaque.end(), std::back_inserter(viewOpaque), seen);
+    std::copy_if(blended.begin(), blended.end(), std::back_inserter(viewBlended), seen);
+}
+
 void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool shadow, bool interactive)
 {
     const Clock::time_point start = Clock::now();
@@ -201,17 +247,30 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
     RenderList opaque;
     RenderList blended;
     buildLists(meshes, sky, opaque, blended);
+    // The shadow pass sees every caster (it tests them against the light);
+    // the passes through the camera see what lies in its view.
+    RenderList viewOpaque;
+    RenderList viewBlended;
+    if (!faithful)
+        selectForView(opaque, blended, viewOpaque, viewBlended);
 
     const bool wanted[kPassCount] = {shadow, lighting, true, interactive};
     for (int i = 0; i < kPassCount; ++i) {
         stats.passMs[i] = 0.0;
-        if (!wanted[i] || !processors[i] || !processors[i]->enabled)
+        stats.drawCalls[i] = 0;
+        BaseProcessor* p = pass(i);
+        if (!wanted[i] || !p || !p->enabled)
             continue;
         const Clock::time_point passStart = Clock::now();
-        processors[i]->process(opaque, blended, clear);
+        p->resetDrawCalls();
+        if (faithful || i == kShadowPass)
+            p->process(opaque, blended, clear);
+        else
+            p->process(viewOpaque, viewBlended, clear);
         if (stats.finishEachPass)
             glFinish();
         stats.passMs[i] = millisecondsSince(passStart);
+        stats.drawCalls[i] = p->drawCalls();
     }
     stats.shadowDraws = static_cast<ShadowProcessor*>(processors[kShadowPass])->drawCount();
     stats.renderMs = millisecondsSince(start);
@@ -219,9 +278,10 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
 
 void Context3d::end()
 {
-    for (BaseProcessor* pass : processors)
-        if (pass && pass->enabled)
-            pass->finish();
+    for (int i = 0; i < kPassCount; ++i)
+        if (BaseProcessor* p = pass(i))
+            if (p->enabled)
+                p->finish();
     FrameContext& frame = *frameContext;
     if (frame.offscreenActive) {
         glBindFramebuffer(GL_FRAMEBUFFER, frame.offscreenFrameBuffer.get());

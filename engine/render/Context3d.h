@@ -62,8 +62,10 @@ public:
     void initialize(void* unused = nullptr);
     bool initialized() const { return frameContext != nullptr; }
 
-    // targetTexture -1: the frame goes to frameBuffer itself. Hands exactly
-    // one finished job to its completion.
+    static constexpr double kJobBudgetMs = 10.0;
+
+    // targetTexture -1: the frame goes to frameBuffer itself. Hands
+    // finished jobs to their completion (see `faithful`).
     void begin(Camera* camera, int targetTexture, int frameBuffer);
     void render(SceneRoot* scene, bool clear, bool lighting, bool shadow, bool interactive);
     void end();
@@ -118,8 +120,8 @@ public:
     float ssaoPower = 1.0f;
     float ssaoKernelSize = 32.0f;
     // The specified path: one finished job per begin, every item through
-    // every pass. Off, begin hands over jobs for about 10 ms, items outside
-    // the view are skipped and opaque ones go front to back.
+    // every pass. Off, begin hands over jobs for about 10 ms and items
+    // outside the view (or, for shadows, the light's) are skipped.
     bool faithful = false;
     // Below 1 while the camera moves: the lit pass and the post chain run
     // at this fraction of the view's size and the result is stretched.
@@ -136,6 +138,17 @@ private:
     Context3d& operator=(const Context3d&) = delete;
 
     void attachTarget(int targetTexture);
+    // The pass that draws slot i this frame: the reduced lit and post
+    // passes while a reduced frame is under way, else the full ones.
+    BaseProcessor* pass(int i) const;
+    // Makes (once) and sizes the reduced lit and post passes.
+    void prepareReducedPasses();
+
+    BaseProcessor* reduced_[kPassCount] = {};
+    bool reducedFrame_ = false;
+    // The items the camera can see, in their order.
+    void selectForView(const RenderList& opaque, const RenderList& blended, RenderList& viewOpaque,
+                       RenderList& viewBlended) const;
 };
 
 } // namespace Velda

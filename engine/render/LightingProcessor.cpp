@@ -39,9 +39,9 @@ void LightingProcessor::createMultisample()
 
 void LightingProcessor::prepare()
 {
-    if (owner_->viewportWidth != width_ || owner_->viewportHeight != height_) {
-        width_ = owner_->viewportWidth;
-        height_ = owner_->viewportHeight;
+    if (scaledWidth() != width_ || scaledHeight() != height_) {
+        width_ = scaledWidth();
+        height_ = scaledHeight();
         releaseResources();
     }
     bool made = false;
@@ -56,6 +56,8 @@ void LightingProcessor::prepare()
         owner_->namedTextures["sceneTexure"] = resolve_.tex();
         made = true;
     }
+    // Published every frame: a second set of passes may have named its own.
+    owner_->namedTextures["sceneTexure"] = resolve_.tex();
     if (made)
         glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(owner_->frameBuffer));
 }

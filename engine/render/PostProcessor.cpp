@@ -35,13 +35,14 @@ void bindLinear(const RenderTarget& target)
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
 }
 
-void drawItem(RenderItem& item)
+bool drawItem(RenderItem& item)
 {
     if (!item.indexBuffer || item.indexCount == 0)
-        return;
+        return false;
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, item.indexBuffer->name());
     glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(item.indexCount),
                    item.indexWidth ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT, nullptr);
+    return true;
 }
 
 } // namespace
@@ -143,25 +144,37 @@ void PostProcessor::makeBloomTargets()
         owner_->namedTextures["brightSceneTexure"] = bright_.tex();
     }
     for (int i = 0; i < 8; ++i) {
-        if (pyramid_[i])
+        // Level 0 (targets 0 and 1) is drawn on the specified path only.
+        if (pyramid_[i] || (i < 2 && !owner_->faithful))
             continue;
         const int divisor = 1 << (i / 2);
         pyramid_[i] = RenderTarget::make(bloomLayout(width_ / divisor, height_ / divisor), rebind);
     }
-    for (RenderTarget& t : luminance_)
-        if (!t)
-            t = RenderTarget::make(bloomLayout(width_, height_), rebind);
+    // Only the second luminance target is drawn into; the first is made on
+    // the specified path alone.
+    for (int i = owner_->faithful ? 0 : 1; i < 2; ++i)
+        if (!luminance_[i])
+            luminance_[i] = RenderTarget::make(bloomLayout(width_, height_), rebind);
 }
 
 void PostProcessor::prepare()
 {
-    if (owner_->viewportWidth != width_ || owner_->viewportHeight != height_) {
-        width_ = owner_->viewportWidth;
-        height_ = owner_->viewportHeight;
+    if (scaledWidth() != width_ || scaledHeight() != height_) {
+        width_ = scaledWidth();
+        height_ = scaledHeight();
         releaseResources();
     }
     makeSsaoTargets();
     makeBloomTargets();
+    // Published every frame: a second set of passes may have named its own.
+    auto& named = owner_->namedTextures;
+    named["positionTexure"] = position_.tex();
+    named["normalTexure"] = normal_.tex();
+    named["SSAOTexure"] = occlusion_.tex();
+    named["SSAONoiseTexure"] = noiseTexture_.get();
+    named["blurSSAOTexure"] = blur_.tex();
+    named["SSAOsceneTexure"] = scene_.tex();
+    named["brightSceneTexure"] = bright_.tex();
 }
 
 void PostProcessor::process(const RenderList& opaque, const RenderList& blended, bool)
@@ -222,7 +235,8 @@ void PostProcessor::geometryPass(const RenderList& items, RenderTarget& target, 
                     program->setAttributeBuffer(attribute, e.buffer, e.offset, e.components);
             }
         }
-        drawItem(*item);
+        if (drawItem(*item))
+            ++drawCalls_;
     }
 }
 
@@ -309,7 +323,9 @@ void PostProcessor::separateBloom()
 void PostProcessor::gaussianBlur()
 {
     ShaderProgram* p = owner_->shaderManager->acquireProgram("gaussianBlur", owner_->frameContext, nullptr);
-    for (int level = 0; level < 4; ++level) {
+    // The composition never reads the full-size level (see postProcess), and
+    // the next level starts from the bright picture, not from it.
+    for (int level = owner_->faithful ? 0 : 1; level < 4; ++level) {
         const float scale = std::pow(2.0f, static_cast<float>(level));
         const int w = static_cast<int>(static_cast<float>(width_) / scale);
         const int h = static_cast<int>(static_cast<float>(height_) / scale);

@@ -10,6 +10,7 @@
 #include "render/ShaderProgram.h"
 #include "scene/Camera.h"
 #include "scene/DctLight.h"
+#include "scene/Frustum.h"
 #include "scene/SceneRoot.h"
 #include "scene/SpotLight.h"
 
@@ -176,7 +177,12 @@ void ShadowProcessor::drawMoments(const RenderList& items)
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     glDisable(GL_BLEND);
 
-    const auto draw = [this](RenderItem& item, const Matrix4& lightSpace) {
+    // Casters outside the light's volume would be clipped whole: skipped
+    // unless the specified path draws them.
+    const bool cull = !owner_->faithful;
+    const auto draw = [this, cull](RenderItem& item, const Matrix4& lightSpace) {
+        if (cull && item.box && Frustum(lightSpace).outside(*item.box))
+            return;
         ShaderProgram* program = owner_->shaderManager->acquireProgram("shadow", owner_->frameContext, &item);
         owner_->useProgram(program);
         program->setMatrix("lightSpaceMatrix", lightSpace);
@@ -189,6 +195,7 @@ void ShadowProcessor::drawMoments(const RenderList& items)
         glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, item.indexBuffer->name());
         glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(item.indexCount),
                        item.indexWidth ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT, nullptr);
+        ++drawCalls_;
     };
     for (RenderItem* item : items) {
         if (!item->material || !item->castShadow || !item->layout)

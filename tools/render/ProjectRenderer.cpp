@@ -210,6 +210,8 @@ ProjectSession::~ProjectSession()
 void ProjectSession::load(const RenderOptions& options, RenderReport& report)
 {
     const Clock::time_point start = Clock::now();
+    context->faithful = options.faithful;
+    assets->setKeepGeometryCopies(options.faithful);
     std::string rootPath = rootAddress(options.project);
     const std::string programFolder = Velda::Platform::programFolder();
     if (!isFile(programFolder + "/SkyResources/index"))
@@ -313,8 +315,10 @@ std::vector<unsigned char> renderProject(const RenderOptions& options, RenderRep
     const Velda::FrameStats& stats = session.context->stats;
     report.triangles = Velda::Geometry::triangleTotal();
     report.shadowDraws = stats.shadowDraws;
-    for (int i = 0; i < Velda::Context3d::kPassCount; ++i)
+    for (int i = 0; i < Velda::Context3d::kPassCount; ++i) {
         report.passMs[ProjectSession::kPassNames[i]] = stats.passMs[i];
+        report.drawCalls[ProjectSession::kPassNames[i]] = stats.drawCalls[i];
+    }
     return picture;
 }
 

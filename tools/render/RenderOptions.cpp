@@ -152,7 +152,8 @@ RenderOptions parseRenderOptions(int argc, char** argv)
         {"--frames", [&](const std::string& v) { o.frames = intInRange("--frames", v, 1, 100000); }},
     };
     const std::map<std::string, bool*> switches = {
-        {"--white", &o.white}, {"--ortho", &o.ortho}, {"--report", &o.report}, {"--dial", &o.dial}};
+        {"--white", &o.white}, {"--ortho", &o.ortho}, {"--report", &o.report}, {"--dial", &o.dial},
+        {"--faithful", &o.faithful}};
 
     std::set<std::string> seen;
     bool haveProject = false;
@@ -203,7 +204,7 @@ std::string usage()
            "                    [--white] [--ortho] [--camera overview|start|X,Y,Z,TX,TY,TZ]\n"
            "                    [--bloom 0-100] [--cache DIR] [--report]\n"
            "                    [--shadow-quality 0-3] [--shadow-shade 0-100] [--ssao 200-300]\n"
-           "                    [--dial] [--frames N]\n"
+           "                    [--dial] [--frames N] [--faithful]\n"
            "Draws a project (a folder, or a root address ending in \"pars=\") to a PNG, with no window.\n"
            "  --size WxH         picture size (default 1024x700)\n"
            "  --time-angle RAD   the sun's place in the day, pi being noon (default: the viewer's start)\n"
@@ -219,7 +220,8 @@ std::string usage()
            "  --shadow-shade     shadow slider (default 45)\n"
            "  --ssao 200-300     ambient occlusion slider (default 200)\n"
            "  --dial             draw the sun dial\n"
-           "  --frames N         frames to draw before the picture is taken (default 1)\n";
+           "  --frames N         frames to draw before the picture is taken (default 1)\n"
+           "  --faithful         every object through every pass, as specified (slower; same picture)\n";
 }
 
 } // namespace VeldaRender

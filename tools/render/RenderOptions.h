@@ -28,6 +28,7 @@ struct RenderOptions {
     int ssao = 200;         // 200 to 300
     bool dial = false;
     int frames = 1;
+    bool faithful = false;  // the specified path: every item through every pass
 };
 
 // Reads the command line (argv[0] is the program). Throws std::runtime_error

@@ -56,6 +56,15 @@ std::string reportJson(const RenderReport& report)
         }
         w.EndObject();
     }
+    if (!report.drawCalls.empty()) {
+        w.Key("draw_calls");
+        w.StartObject();
+        for (const auto& pass : report.drawCalls) {
+            w.Key(pass.first.c_str(), static_cast<rapidjson::SizeType>(pass.first.size()));
+            w.Uint(pass.second);
+        }
+        w.EndObject();
+    }
     w.EndObject();
     return std::string(buffer.GetString(), buffer.GetSize());
 }

@@ -17,11 +17,12 @@ struct RenderReport {
     // Written only when set (shadow pass and per-pass timing).
     uint64_t shadowDraws = 0;
     std::map<std::string, double> passMs;
+    std::map<std::string, uint32_t> drawCalls;  // per pass, of the last frame
 };
 
 // The report as one line of JSON, without a line feed. Keys: objects,
 // triangles, bundles, textures, ms_to_index, ms_to_ready, ms_frame,
-// peak_memory_kib, then shadow_draws and pass_ms when they are set.
+// peak_memory_kib, then shadow_draws, pass_ms and draw_calls when they are set.
 std::string reportJson(const RenderReport& report);
 
 // The process's peak resident memory so far, in KiB.
