@@ -1,9 +1,13 @@
-// What the viewer costs for the FZK house served by velda-service: from the
-// process start to the first frame that draws an object and to the ready
-// scene, with an empty and with a filled cache; frames a second while the
-// scene loads and when it stands still; the peak resident memory.
-//   viewer_figures            (under an X server, e.g. xvfb-run)
-// The viewer runs in a child process of this program, once per cache state.
+// What the viewer costs for a project served by velda-service (the FZK
+// house by default), on the fast and on the specified path
+// (VELDA_FAITHFUL=1): from the process start to the first frame that draws
+// an object and to the ready scene, with an empty and with a filled cache;
+// frames a second while the scene loads; frames and CPU time over 10 idle
+// seconds after ready; frames a second while a left drag orbits the camera;
+// the peak resident memory.
+//   viewer_figures [PROJECT_FOLDER]      (under an X server, e.g. xvfb-run)
+// The viewer runs in a child process of this program, once per path and
+// cache state.
 #include "ViewerSession.h"
 
 #include "Common/ApplicationMain.h"
@@ -17,10 +21,12 @@
 #include "log/Log.h"
 
 #include <QEvent>
+#include <QMouseEvent>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstring>
+#include <sys/resource.h>
 #include <ctime>
 #include <fstream>
 #include <iostream>
@@ -54,9 +60,20 @@ long peakMemoryKb()
     return kb;
 }
 
-// Watches the frames (the paints of the GL view) of a running viewer.
+// CPU seconds this process has used.
+double cpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec + usage.ru_stime.tv_usec / 1e6;
+}
+
+// Watches the frames (the paints of the GL view) of a running viewer, and
+// once the scene is ready runs the idle and the orbit phases.
 class FrameWatch : public QObject {
 public:
+    explicit FrameWatch(QWidget* view) : view_(view) {}
+
     bool eventFilter(QObject*, QEvent* event) override
     {
         if (event->type() != QEvent::Paint)
@@ -72,12 +89,49 @@ public:
         if (ready < 0 && assets && assets->isReady()) {
             ready = now;
             framesAtReady = frames;
-        }
-        if (ready >= 0 && now - ready >= 3000.0) {
-            stillFps = (frames - framesAtReady) * 1000.0 / (now - ready);
-            QApplication::closeAllWindows();
+            // A second to settle (the full frame after the last change),
+            // then ten idle seconds.
+            QTimer::singleShot(1000, [this]() { startIdle(); });
         }
         return false;
+    }
+
+    void startIdle()
+    {
+        idleFrames = frames;
+        idleCpu = cpuSeconds();
+        QTimer::singleShot(10000, [this]() {
+            idleFrames = frames - idleFrames;
+            idleCpu = (cpuSeconds() - idleCpu) / 10.0 * 100.0;
+            startOrbit();
+        });
+    }
+
+    // A left drag across the view, one step every 20 ms, for 5 seconds.
+    void startOrbit()
+    {
+        const QPoint centre(view_->width() / 2, view_->height() / 2);
+        QMouseEvent press(QEvent::MouseButtonPress, centre, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view_, &press);
+        orbitFrames = frames;
+        const double start = msSinceProcessStart();
+        auto* timer = new QTimer(this);
+        int step = 0;
+        connect(timer, &QTimer::timeout, [this, timer, centre, start, step]() mutable {
+            ++step;
+            const QPoint at(centre.x() + (step % 200) - 100, centre.y());
+            QMouseEvent move(QEvent::MouseMove, at, Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(view_, &move);
+            const double elapsed = msSinceProcessStart() - start;
+            if (elapsed < 5000.0)
+                return;
+            timer->stop();
+            QMouseEvent release(QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+            QApplication::sendEvent(view_, &release);
+            orbitFps = (frames - orbitFrames) * 1000.0 / elapsed;
+            QApplication::closeAllWindows();
+        });
+        timer->start(20);
     }
 
     int frames = 0;
@@ -85,7 +139,13 @@ public:
     double firstFrame = -1.0;
     double firstObject = -1.0;
     double ready = -1.0;
-    double stillFps = 0.0;
+    int idleFrames = -1;
+    double idleCpu = -1.0;
+    int orbitFrames = 0;
+    double orbitFps = -1.0;
+
+private:
+    QWidget* view_;
 };
 
 int runViewer(int argc, char** argv)
@@ -98,14 +158,16 @@ int runViewer(int argc, char** argv)
     FormMain* form = new FormMain();
     form->resize(1024, 700);
     form->show();
-    FrameWatch watch;
-    form->centralView()->glView()->installEventFilter(&watch);
-    QTimer::singleShot(180000, []() { QApplication::closeAllWindows(); });
+    QWidget* view = form->centralView()->glView();
+    FrameWatch watch(view);
+    view->installEventFilter(&watch);
+    QTimer::singleShot(600000, []() { QApplication::closeAllWindows(); });
     application.exec();
     const double loading = watch.ready - watch.firstFrame;
-    std::printf("first object %.0f ms, ready %.0f ms, %.1f fps while loading, %.1f fps still, peak memory %ld MiB\n",
+    std::printf("first object %.0f ms, ready %.0f ms, %.1f fps loading, idle %d frames and %.1f %% CPU in 10 s, "
+                "%.2f fps orbiting, peak memory %ld MiB\n",
                 watch.firstObject, watch.ready, loading > 0 ? watch.framesAtReady * 1000.0 / loading : 0.0,
-                watch.stillFps, peakMemoryKb() / 1024);
+                watch.idleFrames, watch.idleCpu, watch.orbitFps, peakMemoryKb() / 1024);
     delete form;
     return watch.ready >= 0 ? 0 : 1;
 }
@@ -119,14 +181,18 @@ int main(int argc, char** argv)
     char self[4096] = {};
     if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0)
         return 1;
-    VeldaTest::ViewerSession session;
-    session.login();
-    for (const char* cache : {"empty", "filled"}) {
-        const VeldaTest::ProcessResult r = VeldaTest::runProcess({self, "--run"});
-        std::cout << "FZK house, " << cache << " cache: " << r.out;
-        if (!r.exited || r.exitCode != 0) {
-            std::cerr << r.err;
-            return 1;
+    const std::string project = argc > 1 ? argv[1] : std::string(SAMPLES_PATH) + "/fzk-haus";
+    for (const char* path : {"fast", "faithful"}) {
+        VeldaTest::ScopedEnv faithful("VELDA_FAITHFUL", std::strcmp(path, "faithful") == 0 ? "1" : "0");
+        VeldaTest::ViewerSession session(project);
+        session.login();
+        for (const char* cache : {"empty", "filled"}) {
+            const VeldaTest::ProcessResult r = VeldaTest::runProcess({self, "--run"});
+            std::cout << path << ", " << cache << " cache: " << r.out << std::flush;
+            if (!r.exited || r.exitCode != 0) {
+                std::cerr << r.err;
+                return 1;
+            }
         }
     }
     return 0;

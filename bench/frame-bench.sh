@@ -1,16 +1,40 @@
 #!/usr/bin/env bash
-# Per-pass frame costs on this machine's GL for the FZK house and synth
-# cities of 1,000 and 10,000 objects, at 1024x700:
+# The fast and the specified (faithful) path side by side, for the FZK
+# house and synth cities of 10,000 and 100,000 objects, at 1024x700:
+#   - headless (bench_frames, one process a path): load from a filled cache,
+#     still and moving frame ms, draw calls of a still frame, peak memory;
+#   - the viewer (viewer_figures under Xvfb, served by velda-service): ready
+#     from a filled cache, idle frames and CPU over 10 s, orbiting fps, peak
+#     memory. The faithful viewer hands over one file a frame; a project it
+#     cannot make ready in 10 minutes is reported as such.
 #   bench/frame-bench.sh [BUILD_DIR] [FRAMES]
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-BUILD="${1:-$ROOT/build}"
-FRAMES="${2:-15}"
+BUILD="$(cd "${1:-$ROOT/build}" && pwd)"
+FRAMES="${2:-9}"
 WORK="${TMPDIR:-/tmp}/velda-frame-bench"
 mkdir -p "$WORK"
-for n in 1000 10000; do
+for n in 10000 100000; do
   [ -f "$WORK/city-$n/index" ] || "$BUILD/bin/velda-pack" synth "$WORK/city-$n" --objects "$n" > /dev/null
 done
-rm -rf "${TMPDIR:-/tmp}/velda-bench-frames-cache"
-"$BUILD/bin/bench_frames" --frames "$FRAMES" \
-  "fzk-haus=$BUILD/samples/fzk-haus" "city=$WORK/city-1000" "city=$WORK/city-10000"
+PROJECTS=("fzk-haus=$BUILD/samples/fzk-haus" "city-10000=$WORK/city-10000" "city-100000=$WORK/city-100000")
+
+echo "== Headless frames"
+header=--header
+for p in "${PROJECTS[@]}"; do
+  for path in fast faithful; do
+    rm -rf "${TMPDIR:-/tmp}/velda-bench-frames-cache"
+    flag=""
+    [ "$path" = faithful ] && flag=--faithful
+    "$BUILD/bin/bench_frames" $header --frames "$FRAMES" $flag "$p"
+    header=""
+  done
+done
+
+if [ -x "$BUILD/bin/viewer_figures" ]; then
+  echo "== The viewer (filled cache is the second line of each path)"
+  for p in "${PROJECTS[@]}"; do
+    echo "-- ${p%%=*}"
+    timeout 3000 xvfb-run -a -s "-screen 0 1280x800x24" "$BUILD/bin/viewer_figures" "${p#*=}" || echo "(viewer figures failed or timed out)"
+  done
+fi

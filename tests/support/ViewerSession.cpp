@@ -10,15 +10,14 @@
 
 namespace VeldaTest {
 
-ViewerSession::ViewerSession()
+ViewerSession::ViewerSession(const std::string& projectFolder)
     : service_({}, dir_.file("requests.log")),
       appData_("APPDATA", dir_.file("appdata")),
       session_("QEM_SESSION", dir_.file("session.json")),
       serviceEnv_("QEM_SERVICE_URL", service_.url())
 {
-    if (service_.admin("project", {"--id", "7", "--folder", std::string(SAMPLES_PATH) + "/fzk-haus", "--name",
-                                   "FZK Haus"}) != 0)
-        throw std::runtime_error("velda-service did not take the FZK house");
+    if (service_.admin("project", {"--id", "7", "--folder", projectFolder, "--name", "FZK Haus"}) != 0)
+        throw std::runtime_error("velda-service did not take the project " + projectFolder);
 }
 
 ViewerSession::~ViewerSession()

@@ -20,7 +20,8 @@ namespace VeldaTest {
 // Everything it starts ends with it.
 class ViewerSession {
 public:
-    ViewerSession();
+    // Serves the project folder (the packed FZK house by default) as project 7.
+    explicit ViewerSession(const std::string& projectFolder = std::string(SAMPLES_PATH) + "/fzk-haus");
     ~ViewerSession();
 
     // qem-client with these arguments; its exit code.
