@@ -56,8 +56,9 @@ public:
     Asset* find(const std::string& urlOrShortName) const;
     bool configPending() const { return configPending_; }
 
-    // Meshes drop the CPU copies of their arrays once uploaded, unless told
-    // to keep them (the specified path keeps them).
+    // The renderer's fast path drops meshes' CPU copies (and the buffers of
+    // merged objects) once it has seen their objects, unless told to keep
+    // them: the specified path keeps them.
     void setKeepGeometryCopies(bool keep) { keepGeometryCopies_ = keep; }
     bool keepGeometryCopies() const { return keepGeometryCopies_; }
     // Shown in place of an image that cannot be decoded; made on first use,

@@ -1,6 +1,5 @@
 #include "assets/AssetMesh.h"
 
-#include "assets/AssetManager.h"
 #include "formats/Geometry.h"
 #include "formats/ParserME.h"
 
@@ -21,12 +20,10 @@ void AssetMesh::parse()
 void AssetMesh::finish()
 {
     parse();
-    if (geometry_) {
+    // The CPU copies stay until the renderer has seen every object that
+    // uses the mesh (it may bake them into a merged batch).
+    if (geometry_)
         geometry_->upload();
-        AssetManager* manager = AssetManager::instance();
-        if (manager && !manager->keepGeometryCopies())
-            geometry_->releaseCopies();
-    }
     LoadJob::finish();
     ready_ = true;
 }

@@ -72,6 +72,14 @@ void Geometry::releaseCopies()
     layoutDirty_ = true;
 }
 
+void Geometry::releaseBuffers()
+{
+    vertexBuffers_.clear();
+    indexBuffers_.clear();
+    layout_.clear();
+    layoutDirty_ = true;
+}
+
 int Geometry::floatsPerVertex(const std::string& key) const
 {
     const auto it = floatsPerVertex_.find(key);

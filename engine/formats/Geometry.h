@@ -46,6 +46,8 @@ public:
     // Drops the CPU copies of uploaded arrays (the buffers, counts and widths
     // stay); later update calls change the buffers only.
     void releaseCopies();
+    // Drops the GL buffers (a merged batch draws the mesh instead).
+    void releaseBuffers();
     void removeAttributeGroup(const std::string& key);
     void updateAttributeRange(const std::string& key, uint32_t firstVertex, uint32_t vertexCount, const float* data);
 

@@ -1,7 +1,9 @@
 #include "render/Context3d.h"
 
 #include "formats/Material.h"
+#include "assets/AssetManager.h"
 #include "jobs/JobManager.h"
+#include "render/BatchMerger.h"
 #include "render/FrameContext.h"
 #include "render/InteractiveProcesser.h"
 #include "render/LightingProcessor.h"
@@ -222,16 +224,32 @@ void Context3d::buildLists(const RenderList& meshes, const RenderList& sky, Rend
 void Context3d::selectForView(const RenderList& opaque, const RenderList& blended, RenderList& viewOpaque,
                               RenderList& viewBlended) const
 {
-    // The items keep their order: drawn front to back, faces that touch tie
-    // in depth the other way and the still picture changes along their
-    // edges, and on a driver that shades before it tests depth (the lit
-    // shader may discard) the order saves nothing.
+    // The opaque items keep their order: drawn front to back, faces that
+    // touch tie in depth the other way and the still picture changes along
+    // their edges, and on a driver that shades before it tests depth (the
+    // lit shader may discard) the order saves nothing.
     Camera* camera = frameContext->camera;
     const Frustum view(camera->getProjection() * camera->getInverseTransform());
     const auto seen = [&view](const RenderItem* item) { return item->sky || !item->box || !view.outside(*item->box); };
     viewOpaque.reserve(opaque.size());
     std::copy_if(opaque.begin(), opaque.end(), std::back_inserter(viewOpaque), seen);
-    std::copy_if(blended.begin(), blended.end(), std::back_inserter(viewBlended), seen);
+    // Blended items back to front as buildLists put them; a merged batch
+    // (its matrix the identity) goes by the centre of its box instead.
+    const Vector3 eye = camera->getPosition();
+    std::vector<std::pair<float, RenderItem*>> far;
+    for (RenderItem* item : blended) {
+        if (!seen(item))
+            continue;
+        Vector3 at(item->transform->m[12], item->transform->m[13], item->transform->m[14]);
+        if (item->merged && item->box)
+            at = (item->box->getMin() + item->box->getMax()) * 0.5f;
+        const float dx = eye.x - at.x, dy = eye.y - at.y, dz = eye.z - at.z;
+        far.emplace_back(dy * dy + dx * dx + dz * dz, item);
+    }
+    std::stable_sort(far.begin(), far.end(), [](const std::pair<float, RenderItem*>& a,
+                                                const std::pair<float, RenderItem*>& b) { return a.first > b.first; });
+    for (const auto& entry : far)
+        viewBlended.push_back(entry.second);
 }
 
 void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool shadow, bool interactive)
@@ -240,8 +258,22 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
     scene = sceneRoot;
     RenderList meshes;
     RenderList sky;
+    AssetManager* assets = AssetManager::instance();
+    if (!faithful) {
+        if (!merger_ || mergedScene_ != scene) {
+            merger_.reset(new BatchMerger());
+            mergedScene_ = scene;
+        }
+        merger_->absorb(*scene, assets && assets->keepGeometryCopies(), assets && assets->isReady());
+    }
+    // Merged objects are drawn by their batches, on the specified path too
+    // once their own buffers are gone.
+    const bool batches = merger_ && mergedScene_ == scene && (!faithful || merger_->sourcesReleased());
     for (StaticMesh* mesh : scene->getStaticMeshes())
-        mesh->collectRenderItems(meshes);
+        if (!batches || !merger_->merged(mesh))
+            mesh->collectRenderItems(meshes);
+    if (batches)
+        merger_->collect(meshes);
     for (SenceBackGround* background : scene->getBackgrounds())
         background->collectRenderItems(sky);
     RenderList opaque;
@@ -274,6 +306,11 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
     }
     stats.shadowDraws = static_cast<ShadowProcessor*>(processors[kShadowPass])->drawCount();
     stats.renderMs = millisecondsSince(start);
+}
+
+size_t Context3d::batchCount() const
+{
+    return merger_ && !faithful ? merger_->pieceCount() : 0;
 }
 
 void Context3d::end()

@@ -13,6 +13,7 @@
 namespace Velda {
 
 class BaseProcessor;
+class BatchMerger;
 class Camera;
 class Material;
 class SceneRoot;
@@ -130,6 +131,8 @@ public:
     // reads as texture 0.
     std::map<std::string, unsigned int> namedTextures;
     FrameStats stats;
+    // Merged batches and pieces drawn on the fast path (0 on the specified one).
+    size_t batchCount() const;
 
 private:
     Context3d() = default;
@@ -145,6 +148,8 @@ private:
     void prepareReducedPasses();
 
     BaseProcessor* reduced_[kPassCount] = {};
+    std::unique_ptr<BatchMerger> merger_;
+    const SceneRoot* mergedScene_ = nullptr;
     bool reducedFrame_ = false;
     // The items the camera can see, in their order.
     void selectForView(const RenderList& opaque, const RenderList& blended, RenderList& viewOpaque,

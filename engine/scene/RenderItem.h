@@ -35,6 +35,7 @@ struct RenderItem {
     bool noMaterial = false;
     bool sky = false;
     bool whiteModel = false;
+    bool merged = false;  // a batch of several objects, baked into world space
 
     const Layout* layout = nullptr;
     const IndexBufferObject* indexBuffer = nullptr;
