@@ -99,7 +99,8 @@ void JobManager::workerLoop()
         IJob* job = nullptr;
         {
             Lock lock(mutex_);
-            while (pendingJobs_.empty() && !stopping_)
+            while ((pendingJobs_.empty() || (finishedLimit_ > 0 && finishedJobs_.size() >= finishedLimit_)) &&
+                   !stopping_)
                 pthread_cond_wait(&condition_, &mutex_);
             if (stopping_)
                 return;
@@ -168,6 +169,15 @@ void JobManager::finishOne()
     job->finish();
     Lock lock(mutex_);
     eraseFirst(finishedJobs_, job);
+    if (finishedLimit_ > 0)
+        pthread_cond_broadcast(&condition_);  // room for the worker
+}
+
+void JobManager::setFinishedLimit(size_t limit)
+{
+    Lock lock(mutex_);
+    finishedLimit_ = limit;
+    pthread_cond_broadcast(&condition_);
 }
 
 int JobManager::finishFor(double budgetMs)

@@ -40,6 +40,11 @@ public:
     // Returns how many finished.
     int finishFor(double budgetMs);
 
+    // With a limit, the worker waits before its next job while that many
+    // finished jobs wait for their finish(): what it parsed ahead of the
+    // GUI thread stays bounded. 0 (the default): no limit.
+    void setFinishedLimit(size_t limit);
+
     // Snapshots, taken under the lock.
     std::vector<IJob*> pendingJobs();
     std::vector<IJob*> finishedJobs();
@@ -64,6 +69,7 @@ private:
     pthread_t thread_{};
     bool workerRunning_ = false;
     bool stopping_ = false;  // under mutex_; the worker leaves its loop
+    size_t finishedLimit_ = 0;  // under mutex_
     pthread_mutex_t mutex_;
     pthread_cond_t condition_;
 };

@@ -78,6 +78,18 @@ BaseProcessor::BaseProcessor(Context3d* owner) : owner_(owner) {}
 
 void BaseProcessor::process(const RenderList&, const RenderList&, bool) {}
 
+void BaseProcessor::countDraw(uint32_t indices)
+{
+    ++drawCalls_;
+    if (owner_->faithful)
+        return;
+    unflushedIndices_ += indices;
+    if (unflushedIndices_ >= 3u * 100000u) {
+        glFinish();
+        unflushedIndices_ = 0;
+    }
+}
+
 int BaseProcessor::scaledWidth() const
 {
     if (sizeScale >= 1.0f)
@@ -250,7 +262,7 @@ void BaseProcessor::drawGeometry(const RenderList& items, const char* programNam
         program->setTexture2D("shadowMap", owner_->namedTextures["depthTex"], GL_LINEAR, GL_CLAMP_TO_BORDER);
         glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(item->indexCount),
                        item->indexWidth ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT, nullptr);
-        ++drawCalls_;
+        countDraw(item->indexCount);
     }
 }
 

@@ -39,6 +39,11 @@ public:
 
     // Draw calls issued since the last reset, for the frame's statistics.
     void resetDrawCalls() { drawCalls_ = 0; }
+    // Counts a draw; on the fast path, every hundred thousand triangles
+    // waits for the driver to draw them, so that a software driver keeps
+    // no more than that in its bins (a 100,000-object city would hold two
+    // gigabytes more; the frame takes no longer).
+    void countDraw(uint32_t indices);
     uint32_t drawCalls() const { return drawCalls_; }
 
     // The water clock: grows by 0.001 with every drawGeometry, never wraps.
@@ -51,6 +56,7 @@ protected:
 
     Context3d* owner_;
     uint32_t drawCalls_ = 0;
+    uint64_t unflushedIndices_ = 0;
     float uniformBlock_[64][4] = {};
 };
 

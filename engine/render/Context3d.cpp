@@ -258,14 +258,7 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
     scene = sceneRoot;
     RenderList meshes;
     RenderList sky;
-    AssetManager* assets = AssetManager::instance();
-    if (!faithful) {
-        if (!merger_ || mergedScene_ != scene) {
-            merger_.reset(new BatchMerger());
-            mergedScene_ = scene;
-        }
-        merger_->absorb(*scene, assets && assets->keepGeometryCopies(), assets && assets->isReady());
-    }
+    mergeArrived(scene);
     // Merged objects are drawn by their batches, on the specified path too
     // once their own buffers are gone.
     const bool batches = merger_ && mergedScene_ == scene && (!faithful || merger_->sourcesReleased());
@@ -306,6 +299,18 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
     }
     stats.shadowDraws = static_cast<ShadowProcessor*>(processors[kShadowPass])->drawCount();
     stats.renderMs = millisecondsSince(start);
+}
+
+void Context3d::mergeArrived(SceneRoot* sceneRoot)
+{
+    if (faithful || !sceneRoot)
+        return;
+    if (!merger_ || mergedScene_ != sceneRoot) {
+        merger_.reset(new BatchMerger());
+        mergedScene_ = sceneRoot;
+    }
+    AssetManager* assets = AssetManager::instance();
+    merger_->absorb(*sceneRoot, assets && assets->keepGeometryCopies(), assets && assets->isReady());
 }
 
 size_t Context3d::batchCount() const

@@ -131,6 +131,10 @@ public:
     // reads as texture 0.
     std::map<std::string, unsigned int> namedTextures;
     FrameStats stats;
+    // On the fast path, bakes the objects that became drawable into merged
+    // batches and drops the sources seen; render() does it too. A loop that
+    // hands jobs over without drawing calls it to keep its memory low.
+    void mergeArrived(SceneRoot* scene);
     // Merged batches and pieces drawn on the fast path (0 on the specified one).
     size_t batchCount() const;
 

@@ -236,7 +236,7 @@ void PostProcessor::geometryPass(const RenderList& items, RenderTarget& target, 
             }
         }
         if (drawItem(*item))
-            ++drawCalls_;
+            countDraw(item->indexCount);
     }
 }
 

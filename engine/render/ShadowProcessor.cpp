@@ -195,7 +195,7 @@ void ShadowProcessor::drawMoments(const RenderList& items)
         glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, item.indexBuffer->name());
         glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(item.indexCount),
                        item.indexWidth ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT, nullptr);
-        ++drawCalls_;
+        countDraw(item.indexCount);
     };
     for (RenderItem* item : items) {
         if (!item->material || !item->castShadow || !item->layout)

@@ -212,6 +212,8 @@ void ProjectSession::load(const RenderOptions& options, RenderReport& report)
     const Clock::time_point start = Clock::now();
     context->faithful = options.faithful;
     assets->setKeepGeometryCopies(options.faithful);
+    // The worker parses no more than a few files ahead of the hand-over.
+    Velda::JobManager::instance().setFinishedLimit(options.faithful ? 0 : 8);
     std::string rootPath = rootAddress(options.project);
     const std::string programFolder = Velda::Platform::programFolder();
     if (!isFile(programFolder + "/SkyResources/index"))
@@ -243,6 +245,8 @@ void ProjectSession::pump(RenderReport& report, std::chrono::steady_clock::time_
         } catch (const std::exception& e) {
             throw std::runtime_error("cannot read an index: " + describe(e));
         }
+        if (handed)
+            context->mergeArrived(scene.get());  // drops the copies it has seen
         if (!indexSeen && loader->indexParsed()) {
             indexSeen = true;
             report.msToIndex = msSince(start);
