@@ -19,7 +19,8 @@ FrameScheduler::FrameScheduler(Source source, QObject* parent) : QObject(parent)
 float FrameScheduler::frameStarting()
 {
     FrameSignature now = source_();
-    changed_ = !hasShown_ || now != shown_;
+    changed_ = stale_ || !hasShown_ || now != shown_;
+    stale_ = false;
     moving_ = (hasShown_ && !now.sameCamera(shown_)) || now.flying;
     shown_ = std::move(now);
     hasShown_ = true;
@@ -59,7 +60,7 @@ void FrameScheduler::check()
         return;
     }
     const FrameSignature now = source_();
-    if (!hasShown_ || now != shown_ || now.busy || now.flying) {
+    if (stale_ || !hasShown_ || now != shown_ || now.busy || now.flying) {
         emit frameWanted();
         return;
     }
@@ -83,7 +84,7 @@ void FrameScheduler::poke()
 
 void FrameScheduler::invalidate()
 {
-    hasShown_ = false;
+    stale_ = true;
     poke();
 }
 

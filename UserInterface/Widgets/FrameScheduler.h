@@ -67,7 +67,6 @@ protected:
 
 private:
     void check();
-    bool owesFullFrame() const { return settling_ && !moving_; }
 
     Source source_;
     QTimer clock_;
@@ -75,6 +74,7 @@ private:
     QElapsedTimer sinceFrame_;   // from the end of the last frame
     FrameSignature shown_;   // what the last frame drew
     bool hasShown_ = false;
+    bool stale_ = false;     // the next check draws, whatever the signature says
     bool changed_ = false;   // the last frame drew something new
     bool moving_ = false;    // the last frame saw the camera move
     bool settling_ = false;  // the last reduced frame still wants its full one

@@ -13,7 +13,7 @@
 #include "scene/Camera.h"
 #include "scene/SceneRoot.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QGraphicsProxyWidget>
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsSceneWheelEvent>

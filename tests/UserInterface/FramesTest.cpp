@@ -93,9 +93,15 @@ private slots:
         QTest::qWait(200);
         QCOMPARE(frames.count(), settled);
 
-        // A stale screen draws whatever the signature says.
+        // A stale screen draws whatever the signature says; a moved camera
+        // still counts as moving.
         frames.scheduler.invalidate();
         QTRY_COMPARE(frames.count(), settled + 1);
+        QCOMPARE(frames.scales.back(), 1.0f);
+        frames.moveCamera();
+        frames.scheduler.invalidate();
+        QTRY_COMPARE(frames.count(), settled + 2);
+        QCOMPARE(frames.scales.back(), FrameScheduler::kMovingScale);
     }
 
     void aMovingCameraDrawsHalfFramesThenOneFullFrameAfterItStops()
