@@ -1,9 +1,8 @@
 // Frames on demand: the scheduler rests while the picture cannot change and
 // asks for frames while it can (a change, busy jobs, a flight, the full frame
-// owed after a move), at half size while the camera moves; continuous, it
-// draws every 20 ms at full size. Input events anywhere ask for a check. A
-// flight's steps run on the GUI thread and keep their half second when
-// frames are slow.
+// owed after a move), at half size while the camera moves. A flight's steps
+// run on the GUI thread and keep their half second when frames are slow.
+// (The window's input and the continuous clock: e2e/FramesEndToEndTest.)
 #include "UserInterface/Widgets/FlightTimer.h"
 #include "UserInterface/Widgets/FrameScheduler.h"
 
@@ -12,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QThread>
-#include <QWheelEvent>
 
 #include <memory>
 #include <vector>
@@ -141,51 +139,6 @@ private slots:
         frames.scheduler.poke();
         QTRY_VERIFY(frames.still() && frames.count() == before + 1);
         QCOMPARE(frames.scales.back(), 1.0f);
-    }
-
-    void continuousFramesComeWithoutAnyChangeAtFullSize()
-    {
-        Frames frames;
-        frames.scheduler.setContinuous(true);
-        frames.draw();
-        frames.moveCamera();
-        QTRY_VERIFY(frames.count() >= 10);
-        QVERIFY(!frames.scheduler.resting());
-        for (float scale : frames.scales)
-            QCOMPARE(scale, 1.0f);
-        // Back on demand, it comes to rest.
-        frames.scheduler.setContinuous(false);
-        QTRY_VERIFY(frames.still());
-    }
-
-    void inputEventsAnywhereInTheApplicationAskForACheck()
-    {
-        Frames frames;
-        qApp->installEventFilter(&frames.scheduler);
-        QWidget somewhere;
-        somewhere.resize(200, 100);
-        frames.draw();
-        QTRY_VERIFY(frames.still());
-
-        // A change the scheduler hears nothing of, then the input behind it.
-        frames.state.scene[0] = 0.9f;
-        QTest::qWait(100);
-        QCOMPARE(frames.count(), 1);
-        VeldaTest::sendMouse(&somewhere, QEvent::MouseMove, QPointF(10, 10), Qt::NoButton);
-        QTRY_COMPARE(frames.count(), 2);
-        QTRY_VERIFY(frames.still());
-
-        frames.moveCamera();
-        QWheelEvent wheel(QPointF(20, 20), QPointF(20, 20), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
-                          Qt::NoScrollPhase, false);
-        QCoreApplication::sendEvent(&somewhere, &wheel);
-        // Resting comes only after the half frame and the full one.
-        QTRY_VERIFY(frames.still());
-        QCOMPARE(frames.count(), 4);
-
-        frames.state.scene[0] = 0.1f;
-        QTest::keyClick(&somewhere, Qt::Key_F9);
-        QTRY_COMPARE(frames.count(), 5);
     }
 
     void aFlightStepsInOrderOnTheGuiThreadAndCatchesUpAfterASlowFrame()
