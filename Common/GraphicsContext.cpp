@@ -15,6 +15,8 @@
 
 #include <QSysInfo>
 
+#include <cstdlib>
+
 namespace VeldaClient {
 
 namespace {
@@ -50,6 +52,9 @@ GraphicsContext::GraphicsContext()
 
     camera_ = Velda::createViewerCamera(*scene_);
     spotLight_ = Velda::createViewerSun(*scene_);
+    // The specified path, for comparing pictures and costs with it.
+    const char* faithful = std::getenv("VELDA_FAITHFUL");
+    context3d_->faithful = faithful && std::string(faithful) == "1";
     initializing_ = false;
 }
 
@@ -84,6 +89,8 @@ void GraphicsContext::initialize()
     VLOG << "os init.";
     context3d_->initialize();
     VLOG << "Context3d init.";
+    if (context3d_->faithful)
+        VLOG << "Faithful frames: every 20 ms, full size";
 
     glHint(GL_LINE_SMOOTH_HINT, GL_NICEST);
     glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);
@@ -103,6 +110,19 @@ void GraphicsContext::setOrbitPivot(const Velda::Vector3& pivot)
     orbitPivot_ = pivot;
     for (const PivotListener& listener : pivotListeners_)
         listener(orbitPivot_);
+}
+
+void GraphicsContext::flightStarted()
+{
+    ++flights_;
+    emit frameRequested();
+}
+
+void GraphicsContext::flightEnded()
+{
+    if (flights_ > 0)
+        --flights_;
+    emit frameRequested();
 }
 
 void GraphicsContext::addPivotListener(PivotListener listener)

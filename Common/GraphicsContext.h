@@ -81,6 +81,17 @@ public:
     // What queues the files and builds the scene; null before initialize().
     ProjectLoader* projectLoader() const { return loader_.get(); }
 
+    // Asks for a frame: for changes to the picture that came from no input
+    // event (a slider moved by code, the sun turned by a flight).
+    void requestFrame() { emit frameRequested(); }
+    // Camera flights under way; frames keep coming while one runs.
+    bool flying() const { return flights_ > 0; }
+    void flightStarted();
+    void flightEnded();
+
+signals:
+    void frameRequested();
+
 private:
     GraphicsContext();
     ~GraphicsContext() override;
@@ -102,6 +113,7 @@ private:
     std::mutex projectInfoMutex_;  // the sign text is renewed while a save reads it
     std::string rootPath_;
     std::string projectRoot_;
+    int flights_ = 0;
 };
 
 } // namespace VeldaClient

@@ -3,29 +3,33 @@
 #include "Common/GraphicsContext.h"
 #include "scene/Camera.h"
 
+#include <QCoreApplication>
 #include <QThread>
 
 namespace VeldaClient {
 
-void CameraFlight::run(const std::function<bool()>& going, const std::function<void(int)>& stepped) const
+CameraFlight::CameraFlight(const Velda::Vector3& startPosition, const Velda::Vector3& startTarget,
+                           const Velda::Vector3& endPosition, const Velda::Vector3& endTarget)
+    : startPosition(startPosition), startTarget(startTarget), endPosition(endPosition), endTarget(endTarget)
 {
+}
+
+void CameraFlight::step()
+{
+    Q_ASSERT(QThread::currentThread() == QCoreApplication::instance()->thread());
+    if (stepsTaken_ == 0) {
+        position_ = startPosition;
+        target_ = startTarget;
+    }
+    ++stepsTaken_;
     GraphicsContext* hub = GraphicsContext::instance();
     Velda::Camera* camera = hub->camera();
-    const Velda::Vector3 positionStep = (endPosition - startPosition) / 100.0f;
-    const Velda::Vector3 targetStep = (endTarget - startTarget) / 100.0f;
-    Velda::Vector3 position = startPosition;
-    Velda::Vector3 target = startTarget;
-    for (int i = 0; i < kSteps && (!going || going()); ++i) {
-        position += positionStep;
-        target += targetStep;
-        camera->setPosition(position);
-        camera->lookAt(target, hub->worldUp());
-        // lookAt marks nothing stale; setting the position again does.
-        camera->setPosition(position);
-        if (stepped)
-            stepped(i);
-        QThread::msleep(kStepMilliseconds);
-    }
+    position_ += (endPosition - startPosition) / 100.0f;
+    target_ += (endTarget - startTarget) / 100.0f;
+    camera->setPosition(position_);
+    camera->lookAt(target_, hub->worldUp());
+    // lookAt marks nothing stale; setting the position again does.
+    camera->setPosition(position_);
 }
 
 } // namespace VeldaClient

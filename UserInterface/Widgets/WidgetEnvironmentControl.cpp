@@ -36,6 +36,7 @@ void WidgetEnvironmentControl::setLr(float angle)
     GraphicsContext* hub = GraphicsContext::instance();
     hub->context3d()->azimuthAngle = angle;
     sunDial.turnByAzimuth(angle, hub->scene()->bounds(), *hub->spotLight());
+    hub->requestFrame();
 }
 
 void WidgetEnvironmentControl::setTr(float angle)
@@ -43,6 +44,7 @@ void WidgetEnvironmentControl::setTr(float angle)
     GraphicsContext* hub = GraphicsContext::instance();
     hub->context3d()->timeAngle = angle;
     sunDial.turnByTime(angle, hub->scene()->bounds(), *hub->spotLight());
+    hub->requestFrame();
 }
 
 void WidgetEnvironmentControl::setPosition(float w, float h)

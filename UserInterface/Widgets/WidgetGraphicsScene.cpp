@@ -1,6 +1,7 @@
 #include "UserInterface/Widgets/WidgetGraphicsScene.h"
 
 #include "Common/GraphicsContext.h"
+#include "UserInterface/Widgets/FrameScheduler.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
 #include "UserInterface/Widgets/WidgetThumbnail.h"
 #include "UserInterface/Widgets/WidgetUIWrapper.h"
@@ -12,13 +13,13 @@
 #include "scene/Camera.h"
 #include "scene/SceneRoot.h"
 
+#include <QCoreApplication>
 #include <QGraphicsProxyWidget>
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsSceneWheelEvent>
 #include <QGraphicsView>
 #include <QOpenGLWidget>
 #include <QPainter>
-#include <QTimer>
 
 #include <algorithm>
 #include <stdexcept>
@@ -72,6 +73,12 @@ WidgetGraphicsScene::WidgetGraphicsScene(QObject* parent) : QGraphicsScene(paren
         item->setFlag(QGraphicsItem::ItemIsMovable, true);
         item->setCacheMode(QGraphicsItem::DeviceCoordinateCache, QSize(-1, -1));
     }
+
+    scheduler = new FrameScheduler(&FrameSignature::capture, this);
+    connect(scheduler, SIGNAL(frameWanted()), this, SLOT(update()));
+    connect(GraphicsContext::instance(), &GraphicsContext::frameRequested, scheduler, &FrameScheduler::invalidate);
+    if (QCoreApplication* application = QCoreApplication::instance())
+        application->installEventFilter(scheduler);
 }
 
 WidgetGraphicsScene::~WidgetGraphicsScene()
@@ -93,6 +100,8 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
     Velda::Context3d* context3d = hub->context3d();
     Velda::Camera* camera = hub->camera();
     Velda::SceneRoot* scene = hub->scene();
+    scheduler->setContinuous(context3d->faithful);
+    context3d->frameScale = scheduler->frameStarting();
 
     painter->beginNativePainting();
     GLint qtFrameBuffer = 0;
@@ -124,7 +133,7 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
     glDisable(GL_MULTISAMPLE);
     restorePainterState();
     painter->endNativePainting();
-    QTimer::singleShot(20, this, SLOT(update()));
+    scheduler->frameDrawn();
 }
 
 void WidgetGraphicsScene::reportProgress()
@@ -194,9 +203,13 @@ QImage WidgetGraphicsScene::grabFramePicture()
     glLoadIdentity();
     glEnable(GL_MULTISAMPLE);
     const GLuint target = offscreenFrameBuffer();
+    // A saved view's picture is always the full one.
+    const float frameScale = context3d->frameScale;
+    context3d->frameScale = 1.0f;
     context3d->begin(camera, -1, static_cast<int>(target));
     context3d->render(hub->scene(), true, true, true, false);
     context3d->end();
+    context3d->frameScale = frameScale;
     // Never more than the picture holds, whatever the viewport says.
     const int readWidth = std::min(width, image.width());
     const int readHeight = std::min(height, image.height());
@@ -210,6 +223,7 @@ QImage WidgetGraphicsScene::grabFramePicture()
     glActiveTexture(static_cast<GLenum>(activeTexture));
     restorePainterState();
     surface->doneCurrent();
+    scheduler->invalidate();
 
     // RGBA bytes into ARGB32 (B, G, R, A in memory), opaque; GL rows run bottom-up.
     for (int y = 0; y < readHeight; ++y) {

@@ -9,6 +9,7 @@
 
 namespace VeldaClient {
 
+class FrameScheduler;
 class WidgetMiniMap;
 class WidgetUIWrapper;
 
@@ -23,6 +24,8 @@ public:
     ~WidgetGraphicsScene() override;
 
     WidgetUIWrapper* uiWrapper() const { return wrapper; }
+    // When frames are drawn, and how many have been.
+    FrameScheduler* frameScheduler() const { return scheduler; }
     // The present view without the dial, 120 by 80; a null image until the
     // scene is ready. Makes the GL surface's context current.
     QImage grabFramePicture();
@@ -43,7 +46,7 @@ protected:
     void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
     void wheelEvent(QGraphicsSceneWheelEvent* event) override;
     // The frame: main view, the mini map while loading, the mini map's
-    // picture over it; the next frame 20 ms after this one ends.
+    // picture over it; the scheduler decides on the next one.
     void drawBackground(QPainter* painter, const QRectF& rect) override;
 
 private:
@@ -68,6 +71,7 @@ private:
     double lastY = 0.0;
     int64_t lastActionTime = 0;
     WidgetMiniMap* miniMap = nullptr;
+    FrameScheduler* scheduler = nullptr;
     int frameBufferWidth = -1;
     int frameBufferHeight = -1;
     bool readyReported = false;

@@ -167,6 +167,8 @@ bool WidgetMainCentralView::_moveCamera(QObject*, QKeyEvent* e)
                               static_cast<float>(n.y * z * step * direction), 0.0f);
     camera->translate(move);
     hub->setOrbitPivot(hub->orbitPivot() + move);
+    // The key is consumed before any event filter sees it.
+    hub->requestFrame();
     return true;
 }
 

@@ -2,13 +2,15 @@
 
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/CameraFlight.h"
+#include "UserInterface/Widgets/FlightTimer.h"
 #include "scene/SceneRoot.h"
 
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPixmap>
 #include <QPointer>
-#include <QtConcurrent>
+
+#include <memory>
 
 namespace VeldaClient {
 
@@ -86,8 +88,11 @@ void WidgetMiniMap::mouseDoubleClickEvent(QMouseEvent* event)
     const Velda::Vector3 g = groundPoint(event->localPos());
     const Velda::Vector3 pivot = hub->orbitPivot();
     const Velda::Vector3 position = hub->camera()->getPosition();
-    const CameraFlight route{position, pivot, position + (g - pivot), g};
-    QtConcurrent::run([route]() { route.run(); });
+    auto route = std::make_shared<CameraFlight>(position, pivot, position + (g - pivot), g);
+    // No guard: a second double click flies beside the first.
+    FlightTimer* flight = new FlightTimer([route](int) { route->step(); }, FlightTimer::Going(), this);
+    connect(flight, &FlightTimer::finished, flight, &QObject::deleteLater);
+    flight->start();
     hub->setOrbitPivot(g);
 }
 

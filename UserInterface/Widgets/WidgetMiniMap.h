@@ -13,7 +13,8 @@ namespace VeldaClient {
 
 // The top-down map in the upper right corner, with a marker on the orbit
 // pivot. While the scene loads its framing also puts the live camera at its
-// start; a double click flies the camera to the clicked ground point.
+// start; a double click flies the camera to the clicked ground point,
+// on the GUI thread.
 class WidgetMiniMap : public QFrame {
     Q_OBJECT
 

@@ -90,6 +90,7 @@ void WidgetSettingMenu::switchCameraType(bool flag)
     cameraB_->setVisible(!flag);
     GraphicsContext::instance()->camera()->setProjectionType(flag ? Velda::Camera::kPerspective
                                                                   : Velda::Camera::kOrthographic);
+    GraphicsContext::instance()->requestFrame();
     emit displayInfo(flag ? "透视相机" : "正交相机");
 }
 
@@ -110,6 +111,7 @@ void WidgetSettingMenu::toggleWhiteModel()
     Velda::Context3d* context3d = GraphicsContext::instance()->context3d();
     context3d->whiteModel = !whiteModelWhite_->isVisibleTo(this);
     context3d->variantsDirty = true;
+    GraphicsContext::instance()->requestFrame();
     emit displayInfo(context3d->whiteModel ? "白模场景" : "贴图场景");
 }
 

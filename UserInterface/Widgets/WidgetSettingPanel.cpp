@@ -48,6 +48,8 @@ void WidgetSettingPanel::initializeControls()
     for (const auto& row : rows) {
         QSlider* slider = addRow(row.title, row.minimum, row.maximum, row.value, row.valueText, row.label);
         connect(slider, SIGNAL(valueChanged(int)), this, row.slot);
+        // Moved by code as well as by hand: the picture follows either way.
+        connect(slider, &QSlider::valueChanged, GraphicsContext::instance(), &GraphicsContext::requestFrame);
     }
 }
 

@@ -14,7 +14,8 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QMutexLocker>
-#include <QtConcurrent/QtConcurrentRun>
+
+#include <memory>
 
 namespace VeldaClient {
 
@@ -29,9 +30,8 @@ WidgetThumbnail::WidgetThumbnail(QWidget* parent) : QPushButton(parent)
 
 WidgetThumbnail::~WidgetThumbnail()
 {
-    // A flight still under way reads this button: stop it and let it end.
-    transitionRunning_ = false;
-    transition_.waitForFinished();
+    // A flight still under way reads this button.
+    delete flight_;
     // The menu may belong to the window by now.
     delete menu_;
 }
@@ -171,7 +171,22 @@ void WidgetThumbnail::_switchCameraContext(bool)
     flight.endLr = lr();
     flight.endTr = tr();
     flight.thumbnail = this;
-    transition_ = QtConcurrent::run([flight]() { flight.run(); });
+    // A flight stopped by another selection may not have seen it yet.
+    if (flight_ && !transitionRunning())
+        delete flight_;
+    auto transition = std::make_shared<ViewTransition>(flight);
+    if (transition->begin()) {
+        flight_ = new FlightTimer([transition](int i) { transition->step(i); },
+                                  [transition]() { return transition->going(); }, this);
+        FlightTimer* timer = flight_;
+        connect(timer, &FlightTimer::finished, this, [this, transition, timer]() {
+            transition->end();
+            if (flight_ == timer)
+                flight_ = nullptr;
+            timer->deleteLater();
+        });
+        timer->start();
+    }
     hub->setOrbitPivot(flight.route.endTarget);
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "UserInterface/Widgets/FlightTimer.h"
 #include "scene/Camera.h"
 #include "scene/Vector.h"
 #include "service/SavedViewSlot.h"
 
-#include <QFuture>
 #include <QImage>
 #include <QMutex>
 #include <QMutexLocker>
@@ -23,7 +23,7 @@ namespace VeldaClient {
 // One saved view in memory and the button that shows its picture: a camera,
 // the orbit pivot, the sun dial's angles, who took it and when, and where
 // its picture lies on the service. Clicking a filled one flies the camera
-// there. The save job reads and writes it from a pool thread, so its data
+// there, on the GUI thread. The save job reads and writes it from a pool thread, so its data
 // sits behind a lock.
 class WidgetThumbnail : public QPushButton, public SavedViewSlot {
     Q_OBJECT
@@ -76,6 +76,8 @@ public:
     void setTransitionRunning(bool running) { transitionRunning_ = running; }
     // Sets the guard; false when it was set already.
     bool beginTransition();
+    // The flight to this view while it runs.
+    FlightTimer* flight() const { return flight_; }
 
 signals:
     void saveAllThumbnailScript(bool flag);
@@ -149,7 +151,7 @@ private:
     std::string img_;
     QImage picture_;
     std::atomic<bool> transitionRunning_{false};
-    QFuture<void> transition_;
+    QPointer<FlightTimer> flight_;
     int pressX_ = 0;
     int pressY_ = 0;
 };

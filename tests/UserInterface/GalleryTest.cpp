@@ -4,6 +4,7 @@
 // question when all ten are taken, the status of the selected view, the save
 // job's two failures, the exit flow with changed views, and the setting
 // panel's place.
+#include "UserInterface/Widgets/FlightTimer.h"
 #include "UserInterface/Widgets/WidgetEnvironmentControl.h"
 #include "UserInterface/Widgets/WidgetGallery.h"
 #include "UserInterface/Widgets/WidgetInformation.h"
@@ -24,6 +25,7 @@
 #include <QRegularExpression>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QThread>
 #include <QThreadPool>
 
 #include <atomic>
@@ -38,10 +40,12 @@ Q_DECLARE_METATYPE(std::string)
 
 namespace {
 
-// Stands in for the wrapper's sun dial: keeps the angles the flight sends.
+// Stands in for the wrapper's sun dial: keeps the angles the flight sends,
+// and whether any came from a thread other than the GUI thread.
 struct Sun {
     float azimuth = 0.25f, time = 0.5f;
     int received = 0;
+    bool offThread = false;
 };
 
 // A gallery on the screen, 400 wide as the wrapper would size it.
@@ -51,13 +55,17 @@ std::unique_ptr<WidgetGallery> shownGallery(Sun* sun = nullptr)
     if (sun) {
         QObject::connect(gallery.get(), &WidgetGallery::fetchRadValue,
                          [sun]() { return new float[2]{sun->azimuth, sun->time}; });
-        // Queued from the flight's thread, as to the wrapper.
-        QObject::connect(gallery.get(), &WidgetGallery::setRadValue, gallery.get(), [sun](float* values) {
-            sun->azimuth = values[0];
-            sun->time = values[1];
-            ++sun->received;
-            delete[] values;
-        });
+        // Direct: it runs where the flight steps, which must be the GUI thread.
+        QObject::connect(
+            gallery.get(), &WidgetGallery::setRadValue, gallery.get(),
+            [sun](float* values) {
+                sun->azimuth = values[0];
+                sun->time = values[1];
+                ++sun->received;
+                sun->offThread = sun->offThread || QThread::currentThread() != qApp->thread();
+                delete[] values;
+            },
+            Qt::DirectConnection);
     }
     gallery->resize(400, 120);
     gallery->show();
@@ -149,7 +157,7 @@ private slots:
         QVERIFY(!five->cover()->isHidden());
         five->click();
         QVERIFY(five->isChecked() && five->cover()->isHidden());
-        QThreadPool::globalInstance()->waitForDone();
+        QVERIFY(!hub->flying());
         QCOMPARE(live->getPosition(), Vector3(0, -6, 2));
         QCOMPARE(sun.received, 0);
 
@@ -164,8 +172,17 @@ private slots:
         QCOMPARE(live->getNear(), 0.02f);
         QCOMPARE(live->getFar(), 20.0f);
         QCOMPARE(live->getProjectionType(), static_cast<int32_t>(Velda::Camera::kPerspective));
-        QThreadPool::globalInstance()->waitForDone();
-        QTRY_COMPARE(sun.received, 100);
+        // The first step is taken at once, the rest on the GUI thread's clock.
+        QVERIFY(hub->flying() && sun.received >= 1);
+        // A second click while it flies starts no second flight.
+        FlightTimer* flight = two->flight();
+        QVERIFY(flight);
+        two->click();
+        QCOMPARE(two->flight(), flight);
+        QTRY_VERIFY(!hub->flying());
+        QCOMPARE(sun.received, 100);
+        QVERIFY(!sun.offThread);
+        QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
         QVERIFY((live->getPosition() - position).length() < 1e-4f);
         const Velda::Vector4 back = live->getTransform().getColumn(2);
         QVERIFY((Vector3(back.x, back.y, back.z) - (position - target).normalized()).length() < 1e-4f);
@@ -175,11 +192,14 @@ private slots:
         QVERIFY(std::abs(sun.time - (0.5f + 99 * (2.5f - 0.5f) / 100)) < 1e-4f);
         QVERIFY(!two->transitionRunning());
 
-        // Again, where the camera already stands: nothing to fly.
+        // Again, from exactly where the view stands (the flight's sums end a
+        // rounding away): nothing to fly.
+        live->setPosition(position);
+        live->setFov(two->camera().getFov());
         sun.azimuth = 1.25f;
         sun.time = 2.5f;
         two->click();
-        QThreadPool::globalInstance()->waitForDone();
+        QVERIFY(!hub->flying() && !two->flight());
         QCOMPARE(sun.received, 100);
     }
 
@@ -326,7 +346,7 @@ private slots:
         overlay.view(1)->click();
         QTRY_VERIFY(steps > 0);
         overlay.view(7)->click();
-        QThreadPool::globalInstance()->waitForDone();
+        QTRY_VERIFY(!hub->flying());
         QVERIFY(steps < 100);
         QVERIFY((hub->camera()->getPosition() - Vector3(8, 8, 8)).length() > 0.1f);
         QVERIFY(!overlay.view(1)->transitionRunning());

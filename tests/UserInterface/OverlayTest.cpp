@@ -1,6 +1,7 @@
 // The overlay: the mini map's pivot marker and flight; the sun dial's hit
 // tests and dragging; the setting panel's sliders and the menu's switches
 // and keys; Escape in a dialog and the client poll of the exit flow.
+#include "UserInterface/Widgets/FlightTimer.h"
 #include "UserInterface/Widgets/WidgetEnvironmentControl.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
 #include "UserInterface/Widgets/WidgetSettingMenu.h"
@@ -16,6 +17,7 @@
 
 #include <QSignalSpy>
 #include <QSlider>
+#include <QThread>
 #include <QThreadPool>
 
 #include <cmath>
@@ -75,7 +77,17 @@ private slots:
         const Vector3 target = hub->orbitPivot();
         QVERIFY((target - Vector3(1.0f, -2.0f / 3.0f, 0.0f)).length() < 1e-3f);
         QVERIFY((map.marker()->pos() - QPoint(30 - 7, 20 - 7)).manhattanLength() <= 2);
-        QThreadPool::globalInstance()->waitForDone();
+        // The flight steps on the GUI thread; none on the pool.
+        FlightTimer* flight = map.findChild<FlightTimer*>();
+        QVERIFY(flight && flight->running() && flight->stepsTaken() >= 1);
+        bool offThread = false;
+        QObject::connect(
+            flight, &FlightTimer::stepped, flight,
+            [&offThread](int) { offThread = offThread || QThread::currentThread() != qApp->thread(); },
+            Qt::DirectConnection);
+        QTRY_VERIFY(!hub->flying());
+        QVERIFY(!offThread);
+        QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
         QVERIFY((hub->camera()->getPosition() - (start + target)).length() < 1e-3f);
         // The flight ends looking at the new pivot.
         const Velda::Vector4 back = hub->camera()->getTransform().getColumn(2);

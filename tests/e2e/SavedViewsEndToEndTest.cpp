@@ -14,6 +14,7 @@
 #include <QCryptographicHash>
 
 #include <cmath>
+#include <cstdio>
 #include <sstream>
 #include <thread>
 
@@ -109,6 +110,28 @@ std::string questionWindow()
         std::string shell;
         ViewerSession::xdotool({"getwindowgeometry", "--shell", id}, &shell);
         if (shell.find("WIDTH=374\n") != std::string::npos && shell.find("HEIGHT=164\n") != std::string::npos)
+            return id;
+    }
+    return std::string();
+}
+
+// A small window of the viewer on the screen that is not the question (the
+// context menu), or "".
+std::string menuWindow()
+{
+    std::string ids;
+    ViewerSession::xdotool({"search", "--onlyvisible", "--class", "velda-viewer"}, &ids);
+    std::istringstream list(ids);
+    for (std::string id; std::getline(list, id);) {
+        std::string shell;
+        ViewerSession::xdotool({"getwindowgeometry", "--shell", id}, &shell);
+        int w = 0, h = 0;
+        std::istringstream lines(shell);
+        for (std::string line; std::getline(lines, line);) {
+            std::sscanf(line.c_str(), "WIDTH=%d", &w);
+            std::sscanf(line.c_str(), "HEIGHT=%d", &h);
+        }
+        if (w > 0 && w < 300 && h > 0 && h < 160)
             return id;
     }
     return std::string();
@@ -214,7 +237,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     // The client quits: nothing is unsaved, so the viewer ends at once.
     ASSERT_EQ(session.client({"quit"}), 0);
     int code = -1;
-    ASSERT_TRUE(session.viewer().waitFor(5000, code));
+    ASSERT_TRUE(session.viewer().waitFor(15000, code));
     EXPECT_EQ(code, 0);
 
     // Started again: both thumbnails are back, and 1 flies to the first view.
@@ -251,7 +274,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     ASSERT_EQ(ViewerSession::xdotool({"mousemove", std::to_string(two.x()), std::to_string(two.y()), "click", "3"}),
               0);
     // The menu opens at the pointer; its first entry is "删除".
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_TRUE(waitUntil([]() { return !menuWindow().empty(); }, 30000)) << "no menu";
     ASSERT_EQ(ViewerSession::xdotool({"mousemove", std::to_string(two.x() + 30), std::to_string(two.y() + 12),
                                       "sleep", "0.3", "click", "1"}),
               0);
