@@ -4,6 +4,7 @@
 
 #include "Common/ProjectLoader.h"
 #include "assets/AssetManager.h"
+#include "jobs/JobManager.h"
 #include "formats/TextHelpers.h"
 #include "log/Log.h"
 #include "platform/Platform.h"
@@ -91,6 +92,10 @@ void GraphicsContext::initialize()
     VLOG << "Context3d init.";
     if (context3d_->faithful)
         VLOG << "Faithful frames: every 20 ms, full size";
+    // The specified path keeps every mesh's copies and lets the worker run
+    // ahead; the fast one drops what it merged and parses a few files ahead.
+    assets->setKeepGeometryCopies(context3d_->faithful);
+    Velda::JobManager::instance().setFinishedLimit(context3d_->faithful ? 0 : 32);
 
     glHint(GL_LINE_SMOOTH_HINT, GL_NICEST);
     glHint(GL_POLYGON_SMOOTH_HINT, GL_NICEST);

@@ -122,11 +122,13 @@ void Context3d::begin(Camera* camera, int targetTexture, int frameBufferName)
     if (targetTexture != -1)
         attachTarget(targetTexture);
     // Assets reach GL here: one finished job per begin on the specified
-    // path, otherwise as many as fit in about 10 ms.
+    // path, otherwise as many as fit in about 10 ms, or in a quarter of
+    // the last render when frames are slow (a big city still loads in
+    // seconds, and its frames slow down by no more than that).
     if (faithful)
         JobManager::instance().finishOne();
     else
-        JobManager::instance().finishFor(kJobBudgetMs);
+        JobManager::instance().finishFor(std::max(kJobBudgetMs, 0.25 * stats.renderMs));
     reducedFrame_ = !faithful && frameScale > 0.0f && frameScale < 1.0f;
     if (reducedFrame_)
         prepareReducedPasses();

@@ -63,7 +63,7 @@ public:
     void initialize(void* unused = nullptr);
     bool initialized() const { return frameContext != nullptr; }
 
-    static constexpr double kJobBudgetMs = 10.0;
+    static constexpr double kJobBudgetMs = 10.0;  // at least, a begin
 
     // targetTexture -1: the frame goes to frameBuffer itself. Hands
     // finished jobs to their completion (see `faithful`).

@@ -19,6 +19,8 @@
 #include <atomic>
 #include <chrono>
 #include <curl/curl.h>
+#include <iterator>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -230,6 +232,38 @@ TEST(JobManager, RunsAndFinishesInArrivalOrder)
     ASSERT_TRUE(VeldaTest::pumpJobs());
     EXPECT_EQ(takeLog(true), (std::vector<std::string>{"run a", "run b", "run c", "run later", "finish a",
                                                        "finish b", "finish c", "finish later"}));
+}
+
+TEST(JobManager, ABudgetHandsOverInOrderAndALimitHoldsTheWorkerBack)
+{
+    JobManager& jobs = JobManager::instance();
+    takeLog();
+    EXPECT_EQ(jobs.finishFor(10.0), 0);  // nothing waits
+
+    // A limit of two: the worker runs no third job while two wait.
+    jobs.setFinishedLimit(2);
+    std::vector<std::unique_ptr<NoteJob>> queued;
+    for (const char* name : {"a", "b", "c", "d", "e"}) {
+        queued.emplace_back(new NoteJob(name));
+        jobs.addJob(queued.back().get());
+    }
+    ASSERT_TRUE(VeldaTest::waitForFinished(2));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(jobs.finishedJobs().size(), 2u);
+    EXPECT_EQ(jobs.pendingJobs().size(), 3u);
+
+    // A budget of nothing still hands one over; a long one hands over all
+    // that wait, in order; the worker goes on as room is made.
+    EXPECT_EQ(jobs.finishFor(0.0), 1);
+    jobs.setFinishedLimit(0);
+    ASSERT_TRUE(VeldaTest::waitForFinished(4));
+    EXPECT_EQ(jobs.finishFor(60000.0), 4);
+    EXPECT_TRUE(jobs.idle());
+    const std::vector<std::string> log = takeLog();
+    std::vector<std::string> finishes;
+    std::copy_if(log.begin(), log.end(), std::back_inserter(finishes),
+                 [](const std::string& line) { return line.compare(0, 6, "finish") == 0; });
+    EXPECT_EQ(finishes, (std::vector<std::string>{"finish a", "finish b", "finish c", "finish d", "finish e"}));
 }
 
 TEST(JobManager, AFailingFinishKeepsItsJobInFront)

@@ -2,7 +2,9 @@
 // loaded project, drawn both ways from several cameras, differ in at most
 // 0.1 % of their pixels by more than 2 levels (coplanar faces may tie the
 // other way). Also: the reduced frames of a moving camera fill the whole
-// view, and the fast path issues fewer draw calls.
+// view, and the fast path issues fewer draw calls. And a project of
+// some 200 files gets ready through a frame loop in far fewer frames than
+// files, each frame handing over what fits in its budget.
 #include "EglContext.h"
 #include "OffscreenTarget.h"
 #include "ProjectSession.h"
@@ -10,11 +12,15 @@
 #include "Process.h"
 #include "TempDir.h"
 #include "render/Context3d.h"
+#include "Common/ProjectLoader.h"
+#include "assets/AssetManager.h"
 #include "scene/AABB3.h"
 #include "scene/SceneRoot.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -151,4 +157,37 @@ TEST_F(RenderPaths, CityLooksTheSameOnBothPaths)
     const VeldaTest::ProcessResult packed = VeldaTest::runProcess({kPack, "synth", city, "--objects", "800"});
     ASSERT_EQ(packed.exitCode, 0) << packed.err;
     expectSamePictures(city, true);
+}
+
+TEST_F(RenderPaths, TwoHundredBundlesGetReadyThroughTheFrameLoop)
+{
+    const std::string city = cache_.file("bundles");
+    const VeldaTest::ProcessResult packed = VeldaTest::runProcess(
+        {kPack, "synth", city, "--objects", "2000", "--bundle-bytes", "85000", "--report"});
+    ASSERT_EQ(packed.exitCode, 0) << packed.err;
+
+    VeldaRender::EglContext egl;
+    RenderOptions options;
+    options.project = city;
+    options.cacheDir = cache_.file("bundles-cache");
+    options.width = 320;
+    options.height = 220;
+    VeldaRender::ProjectSession session;
+    session.startLoading(options);
+    session.apply(options);
+    VeldaRender::OffscreenTarget target(options.width, options.height);
+    int frames = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(5);
+    while (!session.assets->isReady() && std::chrono::steady_clock::now() < deadline) {
+        session.frame(target.frameBuffer(), false);
+        ++frames;
+    }
+    ASSERT_TRUE(session.assets->isReady()) << "not ready after " << frames << " frames";
+    const size_t bundles = session.loader->bundleCount();
+    EXPECT_GE(bundles, 200u);
+    // Three passes of the frame loop hand jobs over; one job a frame would
+    // need a frame a file.
+    EXPECT_LT(static_cast<size_t>(frames), bundles / 2) << bundles << " bundles";
+    EXPECT_EQ(session.scene->getStaticMeshes().size(), 2000u);
+    std::printf("%d frames for %zu bundles\n", frames, bundles);
 }

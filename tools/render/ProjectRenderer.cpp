@@ -210,10 +210,25 @@ ProjectSession::~ProjectSession()
 void ProjectSession::load(const RenderOptions& options, RenderReport& report)
 {
     const Clock::time_point start = Clock::now();
+    startLoading(options);
+    pump(report, start);
+    report.msToReady = msSince(start);
+    report.objects = scene->getStaticMeshes().size();
+    report.bundles = loader->bundleCount();
+    report.textures = textureCount(*scene);
+}
+
+namespace {
+// Files the worker parses ahead of the hand-over on the fast path.
+const size_t kParsedAhead = 32;
+} // namespace
+
+void ProjectSession::startLoading(const RenderOptions& options)
+{
     context->faithful = options.faithful;
     assets->setKeepGeometryCopies(options.faithful);
     // The worker parses no more than a few files ahead of the hand-over.
-    Velda::JobManager::instance().setFinishedLimit(options.faithful ? 0 : 8);
+    Velda::JobManager::instance().setFinishedLimit(options.faithful ? 0 : kParsedAhead);
     std::string rootPath = rootAddress(options.project);
     const std::string programFolder = Velda::Platform::programFolder();
     if (!isFile(programFolder + "/SkyResources/index"))
@@ -225,11 +240,6 @@ void ProjectSession::load(const RenderOptions& options, RenderReport& report)
         throw std::runtime_error("cannot make the cache folder " + cacheBase);
     std::string projectRoot;
     loader->start(programFolder, cacheBase, rootPath, projectRoot);
-    pump(report, start);
-    report.msToReady = msSince(start);
-    report.objects = scene->getStaticMeshes().size();
-    report.bundles = loader->bundleCount();
-    report.textures = textureCount(*scene);
 }
 
 // Hands over finished jobs as fast as they come, until the scene is ready

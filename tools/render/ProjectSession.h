@@ -36,6 +36,9 @@ public:
     // every finished job over until the scene is ready or nothing more can
     // arrive. Throws std::runtime_error with a one-line reason.
     void load(const RenderOptions& options, RenderReport& report);
+    // Only queues the sky and the project: the frames hand the files over,
+    // as the viewer's do.
+    void startLoading(const RenderOptions& options);
     // Size, picture settings, camera and sun as the options say.
     void apply(const RenderOptions& options);
     // Moves the sun along the day, as dragging the outer dial does.
