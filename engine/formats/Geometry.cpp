@@ -152,25 +152,31 @@ void Geometry::setIndexCount(const std::string& key, uint32_t count)
         upload();
 }
 
+void Geometry::addGroupEntries(Layout& layout, const std::string& group, const VertexBufferObject& buffer,
+                               const std::vector<float>* data)
+{
+    int offset = 0;
+    for (const std::string& attribute : split(group, "/")) {
+        LayoutEntry entry;
+        entry.name = attribute;
+        entry.offset = offset;
+        entry.stride = buffer.floatsPerVertex();
+        entry.components = componentsOf(attribute);
+        entry.buffer = &buffer;
+        entry.data = data;
+        layout.emplace(attribute, entry);  // the first group naming it stays
+        offset += entry.components;
+    }
+}
+
 const Layout& Geometry::getLayout()
 {
     if (!layoutDirty_)
         return layout_;
     layout_.clear();
     for (const auto& group : vertexBuffers_) {
-        int offset = 0;
-        for (const std::string& attribute : split(group.first, "/")) {
-            LayoutEntry entry;
-            entry.name = attribute;
-            entry.offset = offset;
-            entry.stride = group.second->floatsPerVertex();
-            entry.components = componentsOf(attribute);
-            entry.buffer = group.second.get();
-            const auto copy = attributeData_.find(group.first);
-            entry.data = copy == attributeData_.end() ? nullptr : &copy->second;
-            layout_.emplace(attribute, entry);  // the first group naming it stays
-            offset += entry.components;
-        }
+        const auto copy = attributeData_.find(group.first);
+        addGroupEntries(layout_, group.first, *group.second, copy == attributeData_.end() ? nullptr : &copy->second);
     }
     layoutDirty_ = false;
     return layout_;

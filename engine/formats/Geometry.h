@@ -61,6 +61,10 @@ public:
 
     // Rebuilt when an attribute group came or went.
     const Layout& getLayout();
+    // Adds the entries of one attribute group ("Position/Normal", ...) in
+    // `buffer` to a layout; an attribute already there stays.
+    static void addGroupEntries(Layout& layout, const std::string& group, const VertexBufferObject& buffer,
+                                const std::vector<float>* data);
 
     std::string name;
     uint32_t vertexCount = 0;

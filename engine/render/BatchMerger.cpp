@@ -235,19 +235,8 @@ std::unique_ptr<BatchMerger::Piece> BatchMerger::bake(const std::vector<Member>&
     piece->item = first;
     piece->item.merged = true;
     piece->item.indexCount = static_cast<uint32_t>(piece->indexCopy.size());
-    for (const auto& group : piece->groups) {
-        int offset = 0;
-        for (const std::string& attribute : split(group.first, "/")) {
-            LayoutEntry entry;
-            entry.name = attribute;
-            entry.offset = offset;
-            entry.stride = group.second->floatsPerVertex();
-            entry.components = Geometry::componentsOf(attribute);
-            entry.buffer = group.second.get();
-            piece->layout.emplace(attribute, entry);  // the first group naming it stays
-            offset += entry.components;
-        }
-    }
+    for (const auto& group : piece->groups)
+        Geometry::addGroupEntries(piece->layout, group.first, *group.second, nullptr);
     return piece;
 }
 

@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -100,24 +101,8 @@ bool selected(const QImage& shot, int number)
     return blue > all * 3 / 4;
 }
 
-// The viewer's message box (374 by 164) on the screen, or "".
-std::string questionWindow()
-{
-    std::string ids;
-    ViewerSession::xdotool({"search", "--onlyvisible", "--class", "velda-viewer"}, &ids);
-    std::istringstream list(ids);
-    for (std::string id; std::getline(list, id);) {
-        std::string shell;
-        ViewerSession::xdotool({"getwindowgeometry", "--shell", id}, &shell);
-        if (shell.find("WIDTH=374\n") != std::string::npos && shell.find("HEIGHT=164\n") != std::string::npos)
-            return id;
-    }
-    return std::string();
-}
-
-// A small window of the viewer on the screen that is not the question (the
-// context menu), or "".
-std::string menuWindow()
+// A visible window of the viewer whose size passes `fits`, or "".
+std::string viewerWindow(const std::function<bool(int, int)>& fits)
 {
     std::string ids;
     ViewerSession::xdotool({"search", "--onlyvisible", "--class", "velda-viewer"}, &ids);
@@ -131,10 +116,23 @@ std::string menuWindow()
             std::sscanf(line.c_str(), "WIDTH=%d", &w);
             std::sscanf(line.c_str(), "HEIGHT=%d", &h);
         }
-        if (w > 0 && w < 300 && h > 0 && h < 160)
+        if (fits(w, h))
             return id;
     }
     return std::string();
+}
+
+// The viewer's message box (374 by 164) on the screen, or "".
+std::string questionWindow()
+{
+    return viewerWindow([](int w, int h) { return w == 374 && h == 164; });
+}
+
+// A small window of the viewer on the screen that is not the question (the
+// context menu), or "".
+std::string menuWindow()
+{
+    return viewerWindow([](int w, int h) { return w > 0 && w < 300 && h > 0 && h < 160; });
 }
 
 // Answers the open question with its "确定(&O)".
