@@ -62,6 +62,10 @@ void* ProjectLoader::loadIndexCallback(void* asset)
     const IndexInfo index(file->data(), file->dataSize());
     bundleCount_ = index.materialFiles().size() + index.meshFiles().size();
     builder_.buildProject(index.data(), projectRoot_);
+    // Behind every bundle, so it never delays a shape; fetched through the
+    // disk cache like the rest of the project, kept for the property panel.
+    if (index.hasProps())
+        assets_->loadBinary(projectRoot_ + "props", Velda::Callback());
     indexParsed_ = true;
     VLOG << "load index callback, parse index info over!";
     return nullptr;

@@ -306,6 +306,8 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
         index->addChild(new VeldaDocNode(L"min", lo[0], lo[1], lo[2]));
         index->addChild(new VeldaDocNode(L"max", hi[0], hi[1], hi[2]));
         index->addChild(new VeldaDocNode(L"unit", static_cast<int32_t>(1)));
+        if (!props.objectEntry.empty())
+            index->addChild(new VeldaDocNode(L"props", static_cast<uint8_t>(1)));  // readers skip what they do not know
         const std::vector<unsigned char> indexFile = Velda::packIndex(*index);
         if (!Velda::writeFile(temporary + "/index", indexFile.data(), indexFile.size()))
             throw PackError("cannot write the index");

@@ -302,8 +302,12 @@ private:
             instances_.push_back(in);
             i = in.end;
         }
+        // A cut file may still hold whole instances: refused all the same,
+        // rather than shown with parts missing.
         if (dataEnd_ == 0)
-            dataEnd_ = t_.size();
+            throw RefusedInput("truncated: the DATA section does not end");
+        if (t_.find("END-ISO-10303-21", dataEnd_) == std::string::npos)
+            throw RefusedInput("truncated: no END-ISO-10303-21 after the data");
         byId_.reserve(instances_.size());
         for (uint32_t k = 0; k < instances_.size(); ++k)
             byId_.emplace_back(instances_[k].id, k);
@@ -340,7 +344,7 @@ private:
         std::vector<Frame> path;
         const auto indexOf = [&](uint32_t id) -> int64_t {
             const auto it = std::lower_bound(byId_.begin(), byId_.end(), std::make_pair(id, 0u));
-            return it != byId_.end() && it->first == id ? it->second : -1;
+            return it != byId_.end() && it->first == id ? static_cast<int64_t>(it->second) : int64_t(-1);
         };
         for (uint32_t root = 0; root < n; ++root) {
             if (state[root])

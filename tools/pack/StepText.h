@@ -27,8 +27,8 @@ struct StepLimits {
 //    face sets, point lists with tags);
 //  - IfcIndexedPolyCurve, whose segments the library cannot parse, becomes
 //    an IfcPolyline through new points (arcs divided);
-//  - entity ids beyond 32 bits, reference cycles and chains deeper than
-//    the limit are refused.
+//  - entity ids beyond 32 bits, reference cycles, chains deeper than the
+//    limit and cut files (no end of the DATA section) are refused.
 // Throws PackError with a one-line reason.
 PreparedStep prepareStep(std::string text, const StepLimits& limits = StepLimits());
 

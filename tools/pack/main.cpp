@@ -63,8 +63,10 @@ void limitMemory(unsigned long long megabytes)
 #endif
 }
 
-int fail(const std::string& why)
+int fail(std::string why)
 {
+    std::replace(why.begin(), why.end(), '\n', ' ');  // readers' messages may run over lines
+    std::replace(why.begin(), why.end(), '\r', ' ');
     std::cerr << "velda-pack: " << why << "\n";
     return 1;
 }
