@@ -16,6 +16,7 @@
 #include <ifcpp/reader/ReaderSTEP.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
@@ -148,11 +149,13 @@ std::string materialName(const IfcColour& c)
 
 } // namespace
 
-PackScene readIfc(const std::string& path, const IfcReadOptions& options, IfcReadStats* stats)
+PackScene readIfc(const std::string& path, const IfcReadOptions& options)
 {
+    const auto start = std::chrono::steady_clock::now();
+    const auto since = [](std::chrono::steady_clock::time_point t) {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();
+    };
     PreparedStep step = prepareStep(readText(path, options.maxBytes));
-    if (stats)
-        stats->schema = step.schema;
 
     // The library needs no locale when handed the text itself.
     shared_ptr<BuildingModel> model(new BuildingModel());
@@ -179,6 +182,8 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options, IfcRea
     if (products.empty())
         throw PackError("the IFC library found no shapes in " + path + " (schema " + step.schema + ")");
 
+    const double readSeconds = since(start);
+    const auto shapesStart = std::chrono::steady_clock::now();
     // Geometry on every core, in children that share the model.
     std::vector<ProductShape> shapes(products.size());
     unsigned processes = options.processes ? options.processes : std::max(1u, std::thread::hardware_concurrency());
@@ -191,16 +196,15 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options, IfcRea
                 shapes[i] = ProductShape();
         });
 
+    const double shapeSeconds = since(shapesStart);
     PackScene scene;
     scene.metresPerUnit = 1.0;  // the converter gives metres
     IfcPropertyReader properties(model);
     scene.sourceUnit = properties.lengthUnit();
     std::map<IfcColour, uint32_t> materials;
     auto meshes = std::make_shared<std::vector<PackMesh>>();
-    uint64_t productErrors = 0;
     for (size_t i = 0; i < products.size(); ++i) {
         ProductShape& shape = shapes[i];
-        productErrors += shape.errors;
         if (shape.parts.empty())
             continue;
         const int32_t entry = static_cast<int32_t>(scene.entries.size());
@@ -262,12 +266,15 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options, IfcRea
         throw PackError("the IFC library made no triangles of " + path + " (schema " + step.schema + ")");
     scene.meshCount = static_cast<uint32_t>(meshes->size());
     scene.mesh = [meshes](uint32_t i) { return std::move((*meshes)[i]); };
-    if (stats) {
-        stats->products = products.size();
-        stats->crashed = outcome.crashed.size();
-        stats->errors = errors + productErrors;
-        stats->childPeakKiB = outcome.childPeakKiB;
-    }
+    char note[256];
+    std::snprintf(note, sizeof note,
+                  "%s through the IFC library: read in %.1f s, %zu products on %u workers in %.1f s "
+                  "(largest worker %llu MB)%s",
+                  step.schema.c_str(), readSeconds, products.size(), std::min<unsigned>(processes,
+                  static_cast<unsigned>(products.size())), shapeSeconds,
+                  static_cast<unsigned long long>(outcome.childPeakKiB / 1024),
+                  outcome.crashed.empty() ? "" : ", some products lost with a crashed worker");
+    scene.note = note;
     return scene;
 }
 

@@ -13,15 +13,11 @@ struct IfcReadOptions {
     unsigned processes = 0;              // geometry workers; 0: one a core
 };
 
-struct IfcReadStats {
-    uint64_t products = 0, crashed = 0, errors = 0, childPeakKiB = 0;
-    std::string schema;
-};
-
 // Reads an IFC file (STEP, IFC2X3, IFC4 or IFC4X3) with the IFC library:
 // one object per product and colour, in metres, +z up, each with its
-// identity and properties. Throws RefusedInput for input unsafe to read,
-// PackError for what the library cannot read.
-PackScene readIfc(const std::string& path, const IfcReadOptions& options, IfcReadStats* stats = nullptr);
+// identity and properties; `note` tells the schema, the times and the
+// workers. Throws RefusedInput for input unsafe to read, PackError for what
+// the library cannot read.
+PackScene readIfc(const std::string& path, const IfcReadOptions& options);
 
 } // namespace VeldaPack
