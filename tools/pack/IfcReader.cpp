@@ -224,6 +224,10 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options)
                 m.diffuse[2] = colour.b;
                 m.alpha = colour.a;
                 m.blend = colour.a < 1.0f;
+                // Matt, as the general importer gave these styles: the
+                // viewer's default highlight washes light colours out.
+                m.hasSpecular = true;
+                std::fill(m.specular, m.specular + 3, 0.0f);
                 found = materials.emplace(colour, static_cast<uint32_t>(scene.materials.size())).first;
                 scene.materials.push_back(m);
             }

@@ -70,10 +70,17 @@ IfcColour surfaceStyle(const shared_ptr<IfcSurfaceStyle>& style)
         if (!shading)
             continue;
         rgb(shading->m_SurfaceColour, out);
-        // A diffuse colour given as a colour replaces the surface colour; a
-        // factor of it leaves the colour as it is.
-        if (const auto rendering = dynamic_pointer_cast<IfcSurfaceStyleRendering>(shading))
-            rgb(dynamic_pointer_cast<IfcColourRgb>(rendering->m_DiffuseColour), out);
+        // The diffuse colour, given as a colour, replaces the surface colour;
+        // given as a factor, it scales it.
+        if (const auto rendering = dynamic_pointer_cast<IfcSurfaceStyleRendering>(shading)) {
+            if (!rgb(dynamic_pointer_cast<IfcColourRgb>(rendering->m_DiffuseColour), out))
+                if (const auto factor = dynamic_pointer_cast<IfcNormalisedRatioMeasure>(rendering->m_DiffuseColour)) {
+                    const float f = ratio(factor, 1.0f);
+                    out.r *= f;
+                    out.g *= f;
+                    out.b *= f;
+                }
+        }
         if (shading->m_Transparency)
             out.a = 1.0f - ratio(shading->m_Transparency, 0.0f);
         out.known = true;
