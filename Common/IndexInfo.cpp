@@ -131,6 +131,8 @@ IndexInfo::IndexInfo(const unsigned char* data, unsigned int size)
                 data_.bounds.setMax(readVector3(*c));
             } else if (c->name == L"unit") {
                 data_.unit = c->firstUInt32();
+            } else if (c->name == L"props") {
+                data_.hasProps = c->firstByte() != 0;
             }
         }
     } catch (const std::exception& e) {

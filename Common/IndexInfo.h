@@ -30,6 +30,8 @@ public:
     std::map<int32_t, IndexObject> objects() const { return data_.objects; }
     Velda::AABB3 bounds() const { return data_.bounds; }
     uint32_t unit() const { return data_.unit; }
+    // Whether the project has a `props` file (what each object is).
+    bool hasProps() const { return data_.hasProps; }
     // All of it, for the scene builder.
     const Velda::SceneIndex& data() const { return data_; }
 

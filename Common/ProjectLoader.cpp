@@ -61,6 +61,11 @@ void* ProjectLoader::loadIndexCallback(void* asset)
     auto* file = static_cast<Velda::AssetBinary*>(Velda::Asset::fromCallbackArgument(asset));
     const IndexInfo index(file->data(), file->dataSize());
     bundleCount_ = index.materialFiles().size() + index.meshFiles().size();
+    // Ahead of the bundles: about as small as the index, it is then never
+    // what the ready scene waits for. Fetched through the disk cache like
+    // the rest of the project, kept for the property panel.
+    if (index.hasProps())
+        assets_->loadBinary(projectRoot_ + "props", Velda::Callback());
     builder_.buildProject(index.data(), projectRoot_);
     indexParsed_ = true;
     VLOG << "load index callback, parse index info over!";

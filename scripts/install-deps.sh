@@ -9,7 +9,7 @@ PACKAGES=(
   qtbase5-dev qtbase5-dev-tools libqt5opengl5-dev libqt5svg5-dev qttools5-dev-tools
   libglew-dev libglu1-mesa-dev libgl-dev libfreeimage-dev
   libcurl4-openssl-dev zlib1g-dev rapidjson-dev libeasyloggingpp-dev
-  libassimp-dev assimp-testmodels libcpp-httplib-dev libssl-dev
+  libassimp-dev assimp-testmodels libifcplusplus-dev libboost-dev libcpp-httplib-dev libssl-dev
   libsqlite3-dev sqlite3
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0 libegl1 libegl-dev

@@ -54,6 +54,13 @@ std::vector<unsigned char> packIndex(const VeldaDocNode& root)
     return out;
 }
 
+std::vector<unsigned char> packIndexBytes(const std::vector<unsigned char>& plain)
+{
+    std::vector<unsigned char> out = packed(kIndexHeaderSize, plain);
+    putU32(out, 0, static_cast<uint32_t>(plain.size()));
+    return out;
+}
+
 std::vector<unsigned char> packBundle(const std::vector<const VeldaDocNode*>& documents)
 {
     std::vector<unsigned char> plain;

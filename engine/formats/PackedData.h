@@ -51,6 +51,8 @@ const size_t kIndexHeaderSize = 4;
 // as the readers above expect. Throw std::length_error where a document does
 // not fit the format, std::runtime_error when zlib fails.
 std::vector<unsigned char> packIndex(const VeldaDocNode& root);
+// The same for a document already written (in the clear).
+std::vector<unsigned char> packIndexBytes(const std::vector<unsigned char>& plain);
 std::vector<unsigned char> packBundle(const std::vector<const VeldaDocNode*>& documents);
 // The same for documents already written back to back by writeDocumentClear.
 std::vector<unsigned char> packBundleBytes(size_t documents, const std::vector<unsigned char>& plain);

@@ -35,6 +35,7 @@ struct SceneIndex {
     std::map<int32_t, IndexObject> objects;  // by id, ascending
     AABB3 bounds;
     uint32_t unit = 0;
+    bool hasProps = false;  // the project has a `props` file beside its index
 };
 
 } // namespace Velda

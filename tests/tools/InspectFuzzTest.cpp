@@ -1,6 +1,7 @@
 // Feeds every prefix and many single-byte corruptions of valid project files
 // to the velda-inspect program. Built into the sanitizer tree, where the
 // program carries AddressSanitizer and UndefinedBehaviorSanitizer.
+#include "formats/ProjectProps.h"
 #include "formats/VeldaDocNode.h"
 #include "jobs/FileHelpers.h"
 
@@ -44,6 +45,16 @@ TEST(InspectFuzz, IndexPrefixesAndCorruptions)
 TEST(InspectFuzz, BundlePrefixesAndCorruptions)
 {
     fuzzFile("7.me", VeldaTest::sampleBundleFile(), 2);
+}
+
+TEST(InspectFuzz, PropsPrefixesAndCorruptions)
+{
+    Velda::ProjectProps props;
+    Velda::PropsEntry e{"1Wall_0000000000000000", "Wall", "IfcWall", {{"IfcBuildingStorey", "Ground floor", "s"}}, {}};
+    e.sets.push_back({"Pset_WallCommon", false, {{"IsExternal", "true", "", "IfcBoolean"}}});
+    props.entries = {e};
+    props.objectEntry = {{1, 0}};
+    fuzzFile("props", Velda::packProjectProps(props), 4);
 }
 
 TEST(InspectFuzz, DocumentPrefixesAndCorruptions)

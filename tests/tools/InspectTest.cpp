@@ -1,7 +1,9 @@
 // The viewer's index reader on the sample project, empty and broken
-// indexes; then velda-inspect printing an index, a bundle and a document.
+// indexes; then velda-inspect printing an index, a bundle, a document and
+// a props file.
 #include "Common/IndexInfo.h"
 #include "formats/PackedData.h"
+#include "formats/ProjectProps.h"
 #include "jobs/FileHelpers.h"
 
 #include "Process.h"
@@ -165,5 +167,63 @@ TEST_F(Inspect, ClearErrorsForWhatCannotBeRead)
             EXPECT_EQ(json(r)["trees"].Size(), 3u);  // what parsed, then the error
         else
             EXPECT_TRUE(r.out.empty());
+    }
+}
+
+TEST_F(Inspect, PropsRoundTripAndPrint)
+{
+    Velda::ProjectProps props;
+    props.metresPerUnit = 0.001;
+    props.sourceUnit = "mm";
+    props.max[0] = 4.5f;
+    Velda::PropsEntry wall;
+    wall.source = "2O2Fr$t4X7Zf8NOew3FLOH";
+    wall.name = "外墙 1";
+    wall.className = "IfcWall";
+    wall.spatial = {{"IfcSite", "Site", "s"}, {"IfcBuildingStorey", "一层", "t"}};
+    wall.sets.push_back({"Pset_WallCommon", false, {{"IsExternal", "true", "", "IfcBoolean"},
+                                                    {"Note", std::string(70000, 'x'), "", "IfcText"}}});
+    wall.sets.push_back({"Qto", true, {{"Length", "4000", "mm", "IfcLengthMeasure"}}});
+    props.entries = {wall, Velda::PropsEntry{"/root/node", "node", "node", {}, {}}};
+    props.objectEntry = {{1, 0}, {2, 0}, {7, 1}};  // two objects of one wall
+
+    const std::vector<unsigned char> file = Velda::packProjectProps(props);
+    const Velda::ProjectProps back = Velda::parseProjectProps(file.data(), file.size());
+    EXPECT_EQ(back.metresPerUnit, 0.001f);  // stored as a float
+    EXPECT_EQ(back.sourceUnit, "mm");
+    EXPECT_EQ(back.max[0], 4.5f);
+    EXPECT_EQ(back.objectEntry, props.objectEntry);
+    ASSERT_EQ(back.entries.size(), 2u);
+    ASSERT_NE(back.entryOf(2), nullptr);
+    EXPECT_EQ(back.entryOf(2)->name, "外墙 1");
+    EXPECT_EQ(back.entryOf(3), nullptr);
+    const Velda::PropsEntry& w = back.entries[0];
+    ASSERT_EQ(w.spatial.size(), 2u);
+    EXPECT_EQ(w.spatial[1].name, "一层");
+    ASSERT_EQ(w.sets.size(), 2u);
+    EXPECT_EQ(w.sets[0].values[1].value.size(), 65535u);  // a text over 16 bits is cut, not lost
+    EXPECT_TRUE(w.sets[1].quantities);
+    EXPECT_EQ(w.sets[1].values[0].unit, "mm");
+
+    const ProcessResult r = inspect({put("props", file)});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const rapidjson::Document d = json(r);
+    EXPECT_STREQ(d["kind"].GetString(), "props");
+    EXPECT_STREQ(d["sourceUnit"].GetString(), "mm");
+    ASSERT_EQ(d["objects"].Size(), 3u);
+    const rapidjson::Value& first = d["objects"][0];
+    EXPECT_EQ(first["id"].GetInt(), 1);
+    EXPECT_STREQ(first["class"].GetString(), "IfcWall");
+    EXPECT_STREQ(first["spatial"][1]["class"].GetString(), "IfcBuildingStorey");
+    EXPECT_STREQ(first["sets"][1]["values"][0]["unit"].GetString(), "mm");
+    EXPECT_TRUE(first["sets"][1]["quantities"].GetBool());
+    EXPECT_STREQ(d["objects"][2]["source"].GetString(), "/root/node");
+
+    for (const std::vector<unsigned char>& broken :
+         {std::vector<unsigned char>{1, 2}, std::vector<unsigned char>(file.begin(), file.begin() + file.size() / 2),
+          Velda::packIndexBytes({0, 0, 0, 0})}) {
+        const ProcessResult bad = inspect({"--props", put("broken", broken)});
+        EXPECT_EQ(bad.exitCode, 1);
+        EXPECT_EQ(bad.err.find('\n'), bad.err.size() - 1) << bad.err;
     }
 }

@@ -6,6 +6,7 @@
 #include "ServiceHarness.h"
 #include "TempDir.h"
 
+#include "formats/ProjectProps.h"
 #include "jobs/FileHelpers.h"
 
 #include <gtest/gtest.h>
@@ -103,6 +104,16 @@ TEST(Service, RefusesHostileRequestsStoresNothingAndLogsThemSafely)
         EXPECT_EQ(r->body.size(), 65536u) << good;
     }
     EXPECT_EQ(s.client.Get(s.service.filePath("index").c_str())->status, 200);
+    // A project's props goes out as any project file, byte for byte.
+    Velda::ProjectProps props;
+    props.entries = {Velda::PropsEntry{"1Wall_0000000000000000", "Wall", "IfcWall", {}, {}}};
+    props.objectEntry = {{1, 0}};
+    const std::vector<unsigned char> propsFile = Velda::packProjectProps(props);
+    ASSERT_TRUE(Velda::writeFile(s.service.projectFolder() + "/props", propsFile.data(), propsFile.size()));
+    const auto servedProps = s.client.Get(s.service.filePath("props").c_str());
+    ASSERT_TRUE(servedProps);
+    EXPECT_EQ(servedProps->status, 200);
+    EXPECT_EQ(servedProps->body, std::string(propsFile.begin(), propsFile.end()));
 
     const std::string common = s.service.common(), lookup = "/project/getthreedimensionsdis.action?";
     const auto file = [&](const char* name) { return s.service.filePath(name); };

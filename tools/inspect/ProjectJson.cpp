@@ -2,6 +2,7 @@
 
 #include "Common/IndexInfo.h"
 #include "formats/PackedData.h"
+#include "formats/ProjectProps.h"
 #include "formats/TextHelpers.h"
 #include "formats/VeldaDocNode.h"
 
@@ -282,6 +283,74 @@ void writeIndex(JsonOut<Writer>& out, const unsigned char* data, size_t size)
 }
 
 template <typename Writer>
+void writeProps(JsonOut<Writer>& out, const unsigned char* data, size_t size)
+{
+    Velda::ProjectProps props;
+    try {
+        props = Velda::parseProjectProps(data, size);
+    } catch (const std::exception& e) {
+        throw InspectError(e.what());
+    }
+    auto& w = out.w();
+    w.StartObject();
+    out.field("kind", "props");
+    out.field("version", props.version);
+    out.key("metresPerUnit");
+    out.real(static_cast<float>(props.metresPerUnit));
+    out.field("sourceUnit", props.sourceUnit);
+    out.key("bounds");
+    out.box(Velda::AABB3(Velda::Vector3{props.min[0], props.min[1], props.min[2]},
+                         Velda::Vector3{props.max[0], props.max[1], props.max[2]}));
+    out.key("objects");
+    w.StartArray();
+    for (const auto& o : props.objectEntry) {
+        const Velda::PropsEntry& e = props.entries[o.second];
+        w.StartObject();
+        out.field("id", o.first);
+        out.field("entry", o.second);
+        out.field("source", e.source);
+        out.field("name", e.name);
+        out.field("class", e.className);
+        out.key("spatial");
+        w.StartArray();
+        for (const Velda::SpatialLevel& l : e.spatial) {
+            w.StartObject();
+            out.field("class", l.className);
+            out.field("name", l.name);
+            out.field("source", l.source);
+            w.EndObject();
+        }
+        w.EndArray();
+        out.key("sets");
+        w.StartArray();
+        for (const Velda::PropSet& s : e.sets) {
+            w.StartObject();
+            out.field("name", s.name);
+            out.key("quantities");
+            out.boolean(s.quantities);
+            out.key("values");
+            w.StartArray();
+            for (const Velda::PropValue& v : s.values) {
+                w.StartObject();
+                out.field("name", v.name);
+                out.field("value", v.value);
+                if (!v.unit.empty())
+                    out.field("unit", v.unit);
+                if (!v.type.empty())
+                    out.field("type", v.type);
+                w.EndObject();
+            }
+            w.EndArray();
+            w.EndObject();
+        }
+        w.EndArray();
+        w.EndObject();
+    }
+    w.EndArray();
+    w.EndObject();
+}
+
+template <typename Writer>
 std::string inspectWith(const unsigned char* data, size_t size, FileKind kind)
 {
     rapidjson::StringBuffer buffer;
@@ -291,6 +360,7 @@ std::string inspectWith(const unsigned char* data, size_t size, FileKind kind)
     case FileKind::Document: writeDocument(out, data, size); break;
     case FileKind::Bundle: writeBundle(out, data, size, buffer); break;
     case FileKind::Index: writeIndex(out, data, size); break;
+    case FileKind::Props: writeProps(out, data, size); break;
     }
     return buffer.GetString();
 }
@@ -302,6 +372,10 @@ bool kindFromName(const std::string& path, FileKind& kind)
     const std::string name = Velda::fileNameOf(path);
     if (name == "index") {
         kind = FileKind::Index;
+        return true;
+    }
+    if (name == "props") {
+        kind = FileKind::Props;
         return true;
     }
     const std::string ext = Velda::toLowerAscii(Velda::extensionOf(name));

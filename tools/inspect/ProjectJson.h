@@ -15,9 +15,10 @@ public:
     std::string partialJson;
 };
 
-enum class FileKind { Index, Bundle, Document };
+enum class FileKind { Index, Bundle, Document, Props };
 
-// The kind a file name stands for: "index", "*.me", "*.mt"; false if none.
+// The kind a file name stands for: "index", "props", "*.me", "*.mt"; false
+// if none.
 bool kindFromName(const std::string& path, FileKind& kind);
 
 // The project file as JSON text; throws InspectError.

@@ -1,5 +1,5 @@
-// velda-inspect: prints a project file (index, .me/.mt bundle, or a bare
-// document) as JSON.
+// velda-inspect: prints a project file (index, props, .me/.mt bundle, or a
+// bare document) as JSON.
 #include "inspect/ProjectJson.h"
 
 #include <cerrno>
@@ -14,9 +14,10 @@
 namespace {
 
 const char* const kUsage =
-    "usage: velda-inspect [--doc | --index | --bundle] [--compact] FILE\n"
+    "usage: velda-inspect [--doc | --index | --props | --bundle] [--compact] FILE\n"
     "  Prints a project file as JSON. Without a kind switch the name decides:\n"
-    "  \"index\" is a scene index, *.me and *.mt are bundles.\n";
+    "  \"index\" is a scene index, \"props\" the objects' properties, *.me and *.mt\n"
+    "  are bundles.\n";
 
 int fail(const std::string& file, const std::string& why)
 {
@@ -41,6 +42,9 @@ int main(int argc, char** argv)
         } else if (a == "--index") {
             kind = FileKind::Index;
             kindGiven = true;
+        } else if (a == "--props") {
+            kind = FileKind::Props;
+            kindGiven = true;
         } else if (a == "--bundle") {
             kind = FileKind::Bundle;
             kindGiven = true;
@@ -64,7 +68,7 @@ int main(int argc, char** argv)
         return 2;
     }
     if (!kindGiven && !VeldaTools::kindFromName(path, kind))
-        return fail(path, "cannot tell the kind of file from its name; use --doc, --index or --bundle");
+        return fail(path, "cannot tell the kind of file from its name; use --doc, --index, --props or --bundle");
 
     std::ifstream in(path, std::ios::binary);
     if (!in)

@@ -1,5 +1,6 @@
 #include "ModelReader.h"
 
+#include "IfcReader.h"
 #include "PackError.h"
 
 #include "formats/TextHelpers.h"
@@ -232,7 +233,78 @@ bool isYUpFormat(const std::string& path)
     return e != "stl" && e != "ply";
 }
 
-PackScene readModel(const std::string& path, const ReadOptions& options)
+namespace {
+
+std::string metadataText(const aiMetadataEntry& entry)
+{
+    switch (entry.mType) {
+    case AI_BOOL: return *static_cast<const bool*>(entry.mData) ? "true" : "false";
+    case AI_INT32: return std::to_string(*static_cast<const int32_t*>(entry.mData));
+    case AI_UINT64: return std::to_string(*static_cast<const uint64_t*>(entry.mData));
+    case AI_FLOAT: return std::to_string(*static_cast<const float*>(entry.mData));
+    case AI_DOUBLE: return std::to_string(*static_cast<const double*>(entry.mData));
+    case AI_AISTRING: return static_cast<const aiString*>(entry.mData)->C_Str();
+    case AI_AIVECTOR3D: {
+        const aiVector3D& v = *static_cast<const aiVector3D*>(entry.mData);
+        return std::to_string(v.x) + " " + std::to_string(v.y) + " " + std::to_string(v.z);
+    }
+    default: return std::string();
+    }
+}
+
+// A node as the importer names it: its path from the root, its name and
+// its metadata.
+Velda::PropsEntry nodeEntry(const aiNode& node, const std::string& path)
+{
+    Velda::PropsEntry e;
+    e.source = path;
+    e.name = node.mName.C_Str();
+    e.className = "node";
+    if (node.mMetaData && node.mMetaData->mNumProperties > 0) {
+        Velda::PropSet set;
+        set.name = "Metadata";
+        for (unsigned i = 0; i < node.mMetaData->mNumProperties; ++i)
+            set.values.push_back({node.mMetaData->mKeys[i].C_Str(), metadataText(node.mMetaData->mValues[i]), "", ""});
+        e.sets.push_back(std::move(set));
+    }
+    return e;
+}
+
+// Metres per model unit where the format says: glTF is in metres, FBX
+// tells its unit in centimetres.
+double metresPerUnitOf(const aiScene& scene, const std::string& path)
+{
+    const std::string e = Velda::toLowerAscii(Velda::extensionOf(path));
+    if (e == "gltf" || e == "glb")
+        return 1.0;
+    double factor = 0;
+    if (scene.mMetaData && scene.mMetaData->Get("UnitScaleFactor", factor) && factor > 0)
+        return factor / 100.0;
+    float single = 0;
+    if (scene.mMetaData && scene.mMetaData->Get("UnitScaleFactor", single) && single > 0)
+        return single / 100.0;
+    return 0.0;
+}
+
+// +90 degrees about x, for a z-up scene whose source was y-up.
+void turnUp(PackScene& scene)
+{
+    for (PackObject& o : scene.objects) {
+        float m[16];
+        for (int c = 0; c < 4; ++c) {
+            m[4 * c] = o.matrix[4 * c];
+            m[4 * c + 1] = -o.matrix[4 * c + 2];
+            m[4 * c + 2] = o.matrix[4 * c + 1];
+            m[4 * c + 3] = o.matrix[4 * c + 3];
+        }
+        std::copy(m, m + 16, o.matrix);
+        const float lo[3] = {o.min[0], -o.max[2], o.min[1]}, hi[3] = {o.max[0], -o.min[2], o.max[1]};
+        std::copy(lo, lo + 3, o.min);
+        std::copy(hi, hi + 3, o.max);
+    }
+}
+
+PackScene readWithImporter(const std::string& path, const ReadOptions& options)
 {
     std::error_code ec;
     if (!fs::is_regular_file(path, ec))
@@ -262,13 +334,17 @@ PackScene readModel(const std::string& path, const ReadOptions& options)
     struct Pending {
         const aiNode* node;
         aiMatrix4x4 world;
+        std::string path;
     };
-    std::vector<Pending> stack = {{scene->mRootNode, toZUp * scene->mRootNode->mTransformation}};
+    std::vector<Pending> stack = {
+        {scene->mRootNode, toZUp * scene->mRootNode->mTransformation, scene->mRootNode->mName.C_Str()}};
     while (!stack.empty()) {
         const Pending p = stack.back();
         stack.pop_back();
         for (unsigned c = p.node->mNumChildren; c-- > 0;)
-            stack.push_back({p.node->mChildren[c], p.world * p.node->mChildren[c]->mTransformation});
+            stack.push_back({p.node->mChildren[c], p.world * p.node->mChildren[c]->mTransformation,
+                             p.path + "/" + p.node->mChildren[c]->mName.C_Str()});
+        int32_t entry = -1;
         for (unsigned k = 0; k < p.node->mNumMeshes; ++k) {
             const unsigned index = p.node->mMeshes[k];
             const aiMesh& mesh = *scene->mMeshes[index];
@@ -291,9 +367,14 @@ PackScene readModel(const std::string& path, const ReadOptions& options)
             std::string name = p.node->mName.length ? p.node->mName.C_Str() : mesh.mName.C_Str();
             if (p.node->mNumMeshes > 1)
                 name += " " + std::to_string(k + 1);
+            if (entry < 0) {
+                entry = static_cast<int32_t>(out.entries.size());
+                out.entries.push_back(nodeEntry(*p.node, p.path));
+            }
             for (uint32_t part : partsOfMesh[index]) {
                 PackObject o;
                 o.name = name;
+                o.entry = entry;
                 toColumns(p.world, o.matrix);
                 o.mesh = part;
                 o.material = static_cast<uint32_t>(material);
@@ -318,11 +399,41 @@ PackScene readModel(const std::string& path, const ReadOptions& options)
     if (out.objects.empty())
         throw PackError("no triangles in " + path);
     out.meshCount = static_cast<uint32_t>(partsFor->size());
+    out.metresPerUnit = metresPerUnitOf(*scene, path);
     out.mesh = [importer, partsFor](uint32_t i) {
         const MeshPart& part = (*partsFor)[i];
         return makeMesh(*importer->GetScene()->mMeshes[part.sourceMesh], part);
     };
     return out;
+}
+
+} // namespace
+
+PackScene readModel(const std::string& path, const ReadOptions& options)
+{
+    if (Velda::toLowerAscii(Velda::extensionOf(path)) != "ifc")
+        return readWithImporter(path, options);
+    IfcReadOptions ifc;
+    ifc.spaces = options.spaces;
+    ifc.maxBytes = options.maxIfcBytes;
+    ifc.processes = options.processes;
+    try {
+        PackScene scene = readIfc(path, ifc);
+        if (options.up == UpAxis::Y)
+            turnUp(scene);
+        return scene;
+    } catch (const RefusedInput&) {
+        throw;
+    } catch (const PackError& ifcFailure) {
+        // The general importer reads some files the IFC library cannot.
+        try {
+            PackScene scene = readWithImporter(path, options);
+            scene.note = std::string("read by the general importer, the IFC reader failed: ") + ifcFailure.what();
+            return scene;
+        } catch (const PackError& importerFailure) {
+            throw PackError(std::string(ifcFailure.what()) + "; the general importer: " + importerFailure.what());
+        }
+    }
 }
 
 } // namespace VeldaPack

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "formats/ProjectProps.h"
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -59,6 +61,7 @@ struct PackObject {
     uint32_t mesh = 0;
     uint32_t material = 0;
     float min[3], max[3];     // world-space box
+    int32_t entry = -1;       // what it is in the source: into PackScene::entries
 };
 
 struct PackScene {
@@ -70,6 +73,12 @@ struct PackScene {
     // holds all its vertices at once.
     std::function<PackMesh(uint32_t)> mesh;
     uint32_t splitMeshes = 0;
+    // The objects' identities and properties, written as the project's
+    // `props`; metres per model unit, 0 when unknown.
+    std::vector<Velda::PropsEntry> entries;
+    double metresPerUnit = 0.0;
+    std::string sourceUnit;
+    std::string note;  // how the model was read, for the report line
 };
 
 } // namespace VeldaPack

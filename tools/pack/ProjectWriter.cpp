@@ -4,6 +4,7 @@
 #include "TextureStore.h"
 
 #include "formats/PackedData.h"
+#include "formats/ProjectProps.h"
 #include "formats/TextHelpers.h"
 #include "formats/VeldaDocNode.h"
 #include "jobs/FileHelpers.h"
@@ -189,7 +190,11 @@ std::string PackReport::line() const
                   static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(bundlesMt),
                   static_cast<unsigned long long>(bundlesMe), static_cast<unsigned long long>(splitMeshes),
                   static_cast<unsigned long long>(texturesFailed), seconds);
-    return text;
+    std::string line = text;
+    line += ", props for " + std::to_string(entries) + " source objects";
+    if (!note.empty())
+        line += "; " + note;
+    return line;
 }
 
 PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, const PackOptions& options)
@@ -275,8 +280,13 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
         std::vector<VeldaDocNode*> groups;
         float lo[3] = {3.4e38f, 3.4e38f, 3.4e38f}, hi[3] = {-3.4e38f, -3.4e38f, -3.4e38f};
         uint32_t nextId = 1;
+        Velda::ProjectProps props;
+        props.metresPerUnit = scene.metresPerUnit;
+        props.sourceUnit = scene.sourceUnit;
         for (size_t i : objectOrder) {
             PackObject o = scene.objects[i];
+            if (o.entry >= 0 && static_cast<size_t>(o.entry) < scene.entries.size())
+                props.objectEntry[static_cast<int32_t>(nextId)] = static_cast<uint32_t>(o.entry);
             o.mesh = meshId[o.mesh];
             o.material = static_cast<uint32_t>(materialId[o.material]);
             for (int k = 0; k < 3; ++k) {
@@ -296,9 +306,24 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
         index->addChild(new VeldaDocNode(L"min", lo[0], lo[1], lo[2]));
         index->addChild(new VeldaDocNode(L"max", hi[0], hi[1], hi[2]));
         index->addChild(new VeldaDocNode(L"unit", static_cast<int32_t>(1)));
+        if (!props.objectEntry.empty())
+            index->addChild(new VeldaDocNode(L"props", static_cast<uint8_t>(1)));  // readers skip what they do not know
         const std::vector<unsigned char> indexFile = Velda::packIndex(*index);
         if (!Velda::writeFile(temporary + "/index", indexFile.data(), indexFile.size()))
             throw PackError("cannot write the index");
+
+        // What each object is, for the viewer to show when it is picked.
+        uint64_t propsBytes = 0;
+        if (!props.objectEntry.empty()) {
+            std::copy(lo, lo + 3, props.min);
+            std::copy(hi, hi + 3, props.max);
+            props.entries = std::move(scene.entries);
+            const std::vector<unsigned char> file = Velda::packProjectProps(props);
+            if (!Velda::writeFile(temporary + "/props", file.data(), file.size()))
+                throw PackError("cannot write props");
+            propsBytes = file.size();
+            report.entries = props.entries.size();
+        }
 
         fs::rename(temporary, folder, ec);
         if (ec)
@@ -309,7 +334,8 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
         report.materials = materialOrder.size();
         report.textures = textures.written();
         report.texturesFailed = textures.failed();
-        report.bytes = indexFile.size() + materialSink.bytes() + meshSink.bytes();
+        report.bytes = indexFile.size() + propsBytes + materialSink.bytes() + meshSink.bytes();
+        report.note = scene.note;
         for (const auto& entry : fs::recursive_directory_iterator(folder + "/texs"))
             if (entry.is_regular_file())
                 report.bytes += entry.file_size();

@@ -19,11 +19,14 @@ struct PackOptions {
 struct PackReport {
     uint64_t objects = 0, surfaces = 0, meshes = 0, materials = 0, textures = 0, triangles = 0, bytes = 0;
     uint64_t bundlesMt = 0, bundlesMe = 0, splitMeshes = 0, texturesFailed = 0;
+    uint64_t entries = 0;  // source objects described in props
     double seconds = 0;
+    std::string note;      // how the model was read, when not the usual way
     std::string line() const;
 };
 
-// Writes a scene as a project folder: index, <n>.mt, <n>.me and texs/. The
+// Writes a scene as a project folder: index, props (when the scene's objects
+// have identities), <n>.mt, <n>.me and texs/. The
 // folder is built under a temporary name and renamed at the end, so a
 // failure leaves nothing behind. Meshes stream in the order of the largest
 // object that uses them, so big shapes arrive first.

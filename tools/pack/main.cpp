@@ -1,7 +1,7 @@
-// velda-pack: turns a model file (glTF, OBJ, FBX, COLLADA, 3DS, PLY, STL,
-// IFC and the importer's other formats) into a project folder the viewer
-// streams: index, <n>.mt, <n>.me and texs/. "velda-pack synth" generates a
-// city instead, for scale tests.
+// velda-pack: turns a model file (IFC through the IFC reader; glTF, OBJ,
+// FBX, COLLADA, 3DS, PLY, STL and the importer's other formats) into a
+// project folder the viewer streams: index, props, <n>.mt, <n>.me and
+// texs/. "velda-pack synth" generates a city instead, for scale tests.
 #include "ModelReader.h"
 #include "PackError.h"
 #include "ProjectWriter.h"
@@ -10,9 +10,13 @@
 #include <cerrno>
 #include <climits>
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <iostream>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -24,7 +28,10 @@ const char* const kUsage =
     "  OUTPUT is a project folder that must not exist yet.\n"
     "  --up: the source's up axis (default: y, but z for STL and PLY); the project is +z up.\n"
     "  --bundle-bytes: uncompressed size cap of one bundle (default 4194304).\n"
-    "  --memory-limit MB: address space the packer may use (default: half the memory).\n";
+    "  --memory-limit MB: address space the packer may use (default: half the memory).\n"
+    "  --time-limit S: seconds the model may take to read before the packer gives up (default 1800).\n"
+    "  IFC: --spaces draws IfcSpace; --max-ifc-mb N refuses larger files (default 2048);\n"
+    "       --jobs N geometry workers (default: one a core).\n";
 
 bool number(const std::string& text, unsigned long long& out)
 {
@@ -56,11 +63,50 @@ void limitMemory(unsigned long long megabytes)
 #endif
 }
 
-int fail(const std::string& why)
+int fail(std::string why)
 {
+    std::replace(why.begin(), why.end(), '\n', ' ');  // readers' messages may run over lines
+    std::replace(why.begin(), why.end(), '\r', ' ');
     std::cerr << "velda-pack: " << why << "\n";
     return 1;
 }
+
+// Ends the process when reading takes longer than its limit: hostile input
+// may keep a reader busy without end, and a reader cannot be stopped from
+// outside. The geometry workers die with the packer.
+class TimeLimit {
+public:
+    TimeLimit(unsigned long long seconds, std::string source)
+        : source_(std::move(source)), seconds_(seconds), thread_([this] { watch(); }) {}
+    ~TimeLimit()
+    {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            done_ = true;
+        }
+        wake_.notify_all();
+        thread_.join();
+    }
+
+private:
+    void watch()
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (wake_.wait_for(lock, std::chrono::seconds(seconds_), [this] { return done_; }))
+            return;
+        const std::string line = "velda-pack: " + source_ + ": gave up after " + std::to_string(seconds_) +
+                                 " s reading the model (--time-limit)\n";
+        (void)!write(2, line.data(), line.size());
+        _exit(1);
+    }
+
+    std::string source_;
+    unsigned long long seconds_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool done_ = false;
+    std::thread thread_;
+};
 
 } // namespace
 
@@ -80,7 +126,7 @@ int main(int argc, char** argv)
     VeldaPack::PackOptions pack;
     VeldaPack::SynthOptions city;
     bool report = false;
-    unsigned long long memoryLimit = 0;
+    unsigned long long memoryLimit = 0, timeLimit = 1800;
     for (int i = 3; i < argc; ++i) {
         const std::string key = argv[i];
         unsigned long long value = 0;
@@ -99,6 +145,15 @@ int main(int argc, char** argv)
             city.buildings = static_cast<uint32_t>(key == "--objects" ? std::max(1ull, (value - 2 + 1) / 2) : value);
         } else if (key == "--memory-limit" && hasValue && number(argv[++i], value) && value >= 256) {
             memoryLimit = value;
+        } else if (key == "--time-limit" && hasValue && number(argv[++i], value) && value >= 1) {
+            timeLimit = value;
+        } else if (!synth && key == "--spaces") {
+            read.spaces = true;
+        } else if (!synth && key == "--max-ifc-mb" && hasValue && number(argv[++i], value) && value >= 1 &&
+                   value <= (1ull << 30)) {
+            read.maxIfcBytes = value << 20;
+        } else if (!synth && key == "--jobs" && hasValue && number(argv[++i], value) && value >= 1 && value <= 64) {
+            read.processes = static_cast<unsigned>(value);
         } else if (synth && key == "--detail" && hasValue && number(argv[++i], value) && value >= 1 && value <= 64) {
             city.detail = static_cast<uint32_t>(value);
         } else if (synth && key == "--seed" && hasValue && number(argv[++i], value)) {
@@ -110,7 +165,11 @@ int main(int argc, char** argv)
     }
     limitMemory(memoryLimit);
     try {
-        VeldaPack::PackScene scene = synth ? VeldaPack::synthCity(city) : VeldaPack::readModel(source, read);
+        VeldaPack::PackScene scene;
+        {
+            TimeLimit limit(timeLimit, source);
+            scene = synth ? VeldaPack::synthCity(city) : VeldaPack::readModel(source, read);
+        }
         const VeldaPack::PackReport result = VeldaPack::ProjectWriter::write(scene, output, pack);
         if (report)
             std::cout << "velda-pack: " << output << ": " << result.line() << "\n";
