@@ -110,7 +110,6 @@ int BatchMerger::cellOf(const AABB3& box, const AABB3& bounds) const
 
 void BatchMerger::absorb(SceneRoot& scene, bool keepSources, bool ready)
 {
-    keepSources_ = keepSources;
     const std::vector<StaticMesh*>& meshes = scene.getStaticMeshes();
     // Another scene in the same place: start again.
     if (known_ > meshes.size() || (known_ > 0 && meshes.front() != firstSeen_)) {
@@ -171,7 +170,7 @@ void BatchMerger::absorb(SceneRoot& scene, bool keepSources, bool ready)
         releaseSeenGeometry(touched);
 }
 
-std::unique_ptr<BatchMerger::Piece> BatchMerger::bake(const std::vector<Member>& members) const
+std::unique_ptr<BatchMerger::Piece> BatchMerger::bake(const std::vector<Member>& members)
 {
     auto piece = std::make_unique<Piece>();
     std::map<std::string, std::vector<float>> groups;
@@ -237,6 +236,7 @@ std::unique_ptr<BatchMerger::Piece> BatchMerger::bake(const std::vector<Member>&
     piece->item.indexCount = static_cast<uint32_t>(piece->indexCopy.size());
     for (const auto& group : piece->groups)
         Geometry::addGroupEntries(piece->layout, group.first, *group.second, nullptr);
+    pointItem(*piece);
     return piece;
 }
 
@@ -280,6 +280,7 @@ void BatchMerger::join(Batch& batch, bool keepIndexCopies)
             for (const auto& group : old.groups)
                 if (entry.second.buffer == group.second.get())
                     entry.second.buffer = joined->groups.at(group.first).get();
+        pointItem(*joined);
         batch.pieces.clear();
         batch.pieces.push_back(std::move(joined));
     }
@@ -307,21 +308,25 @@ void BatchMerger::releaseSeenGeometry(const std::set<Geometry*>& touched)
     }
 }
 
+void BatchMerger::pointItem(Piece& piece)
+{
+    RenderItem& item = piece.item;
+    item.transform = item.transformTwin = &identity_;
+    item.normalMatrix = item.normalMatrixTwin = &identity_;
+    item.box = &piece.box;
+    item.layout = &piece.layout;
+    item.indexBuffer = piece.indices.get();
+    item.indexData = nullptr;
+    item.indexWidth = 1;
+    item.firstIndex = 0;
+}
+
 void BatchMerger::collect(RenderList& list)
 {
     for (auto& entry : batches_) {
         for (auto& piece : entry.second.pieces) {
-            RenderItem& item = piece->item;
-            item.transform = item.transformTwin = &identity_;
-            item.normalMatrix = item.normalMatrixTwin = &identity_;
-            item.box = &piece->box;
-            item.layout = &piece->layout;
-            item.indexBuffer = piece->indices.get();
-            item.indexData = nullptr;
-            item.indexWidth = 1;
-            item.firstIndex = 0;
-            SurfaceSet::takeColorRamp(item);
-            list.push_back(&item);
+            SurfaceSet::takeColorRamp(piece->item);
+            list.push_back(&piece->item);
         }
     }
 }

@@ -77,8 +77,10 @@ private:
     bool drawable(StaticMesh& mesh) const;
     bool mergeable(StaticMesh& mesh, std::string& layoutKey) const;
     int cellOf(const AABB3& box, const AABB3& bounds) const;
-    std::unique_ptr<Piece> bake(const std::vector<Member>& members) const;
+    std::unique_ptr<Piece> bake(const std::vector<Member>& members);
     void join(Batch& batch, bool keepIndexCopies);
+    // Points the piece's item at its own buffers, box and the identity.
+    void pointItem(Piece& piece);
     void releaseSeenGeometry(const std::set<Geometry*>& touched);
 
     std::vector<StaticMesh*> pending_;
@@ -88,7 +90,6 @@ private:
     std::set<Geometry*> drawnAlone_;  // used by an object drawn on its own
     std::map<Key, Batch> batches_;
     Matrix4 identity_;
-    bool keepSources_ = true;
     bool sourcesReleased_ = false;
 };
 
