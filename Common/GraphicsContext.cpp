@@ -110,6 +110,16 @@ void GraphicsContext::initialize()
     VLOG << "GraphicsContext initialize end";
 }
 
+const Velda::ProjectProps* GraphicsContext::projectProps() const
+{
+    return loader_ ? loader_->props() : nullptr;
+}
+
+float GraphicsContext::sceneScale() const
+{
+    return loader_ ? loader_->sceneScale() : 1.0f;
+}
+
 void GraphicsContext::setOrbitPivot(const Velda::Vector3& pivot)
 {
     orbitPivot_ = pivot;

@@ -12,6 +12,7 @@
 #include <vector>
 
 namespace Velda {
+struct ProjectProps;
 class Camera;
 class Context3d;
 class SceneRoot;
@@ -80,6 +81,12 @@ public:
     std::string projectRoot() const { return projectRoot_; }
     // What queues the files and builds the scene; null before initialize().
     ProjectLoader* projectLoader() const { return loader_.get(); }
+    // The project's `props` once arrived; null before, and for projects
+    // without one.
+    const Velda::ProjectProps* projectProps() const;
+    // Scene units per model unit: the scene is scaled to a 10-unit
+    // diagonal about the model's origin. 1 before the index arrived.
+    float sceneScale() const;
 
     // Asks for a frame: for changes to the picture that came from no input
     // event (a slider moved by code, the sun turned by a flight).

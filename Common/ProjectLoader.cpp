@@ -6,6 +6,8 @@
 #include "assets/DiskCache.h"
 #include "log/Log.h"
 
+#include <exception>
+
 namespace VeldaClient {
 
 const char* const ProjectLoader::kSkyImages[8] = {
@@ -65,10 +67,23 @@ void* ProjectLoader::loadIndexCallback(void* asset)
     // what the ready scene waits for. Fetched through the disk cache like
     // the rest of the project, kept for the property panel.
     if (index.hasProps())
-        assets_->loadBinary(projectRoot_ + "props", Velda::Callback());
+        assets_->loadBinary(projectRoot_ + "props", [this](void* a) { return loadPropsCallback(a); });
+    sceneScale_ = Velda::SceneBuilder::sceneScale(index.data().bounds);
     builder_.buildProject(index.data(), projectRoot_);
     indexParsed_ = true;
     VLOG << "load index callback, parse index info over!";
+    return nullptr;
+}
+
+void* ProjectLoader::loadPropsCallback(void* asset)
+{
+    auto* file = static_cast<Velda::AssetBinary*>(Velda::Asset::fromCallbackArgument(asset));
+    try {
+        props_.reset(new Velda::ProjectProps(Velda::parseProjectProps(file->data(), file->dataSize())));
+        VLOG << "props: " << props_->entries.size() << " entries";
+    } catch (const std::exception& e) {
+        VLOG << "props not read: " << e.what();
+    }
     return nullptr;
 }
 

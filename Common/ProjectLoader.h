@@ -1,7 +1,9 @@
 #pragma once
 
+#include "formats/ProjectProps.h"
 #include "scene/SceneBuilder.h"
 
+#include <memory>
 #include <string>
 
 namespace Velda {
@@ -31,11 +33,19 @@ public:
     // Bound to the two index requests; the argument is the raw file.
     void* loadSkyCallback(void* asset);
     void* loadIndexCallback(void* asset);
+    // Bound to the `props` request: parses it; a broken file leaves none.
+    void* loadPropsCallback(void* asset);
 
     Velda::SceneBuilder& builder() { return builder_; }
     bool indexParsed() const { return indexParsed_; }
     // Bundles the project's index named.
     size_t bundleCount() const { return bundleCount_; }
+    // What each object is in its source model; null until it arrived, and
+    // for projects without one.
+    const Velda::ProjectProps* props() const { return props_.get(); }
+    // Scene units per model unit (the index's coordinates): 1 until the
+    // index arrived.
+    float sceneScale() const { return sceneScale_; }
 
     // The sky's images, in the order they are requested: the dial's five,
     // the colour ramp's source, the water, the six-face cube.
@@ -48,6 +58,8 @@ private:
     std::string projectRoot_;
     bool indexParsed_ = false;
     size_t bundleCount_ = 0;
+    float sceneScale_ = 1.0f;
+    std::unique_ptr<const Velda::ProjectProps> props_;
 };
 
 } // namespace VeldaClient

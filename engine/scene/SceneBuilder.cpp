@@ -78,6 +78,7 @@ void SceneBuilder::buildProject(const SceneIndex& index, const std::string& proj
     for (const auto& entry : index.objects) {
         const IndexObject& object = entry.second;
         auto* mesh = static_cast<StaticMesh*>(scene_->createObject(SceneRoot::kStaticMesh));
+        mesh->setObjectId(object.id);
         for (const IndexSurface& surface : object.surfaces) {
             meshUsers_.emplace(surface.meshId, mesh);
             materialUsers_.emplace(surface.materialId, mesh);

@@ -3,6 +3,8 @@
 #include "scene/Object3D.h"
 #include "scene/SurfaceSet.h"
 
+#include <cstdint>
+
 namespace Velda {
 
 class AssetMaterial;
@@ -20,11 +22,15 @@ public:
     void setMesh(AssetMesh* asset);
     void collectRenderItems(RenderList& list) override;
 
+    // The object's id in the project's index (what `props` is keyed by).
+    int32_t objectId() const { return objectId_; }
+    void setObjectId(int32_t id) { objectId_ = id; }
     void setNoReflection(bool on) { noReflection_ = on; }
     bool getNoReflection() const { return noReflection_; }
     const SurfaceSet& surfaces() const { return surfaces_; }
 
 private:
+    int32_t objectId_ = 0;
     bool noReflection_ = false;
     bool reserved_ = false;
     SurfaceSet surfaces_;
