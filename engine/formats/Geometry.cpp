@@ -22,6 +22,9 @@ int Geometry::componentsOf(const std::string& attribute)
         return 3;
     if (attribute.compare(0, 2, "UV") == 0)
         return 2;
+    // The merged batches' column of owners, for the review tools.
+    if (attribute == "ObjectIndex")
+        return 1;
     return 0;
 }
 

@@ -9,6 +9,7 @@
 #include "render/FrameContext.h"
 #include "render/IndexBufferObject.h"
 #include "render/LightKey.h"
+#include "render/ReviewBinding.h"
 #include "render/ShaderManager.h"
 #include "render/ShaderProgram.h"
 #include "render/Texture1D.h"
@@ -255,6 +256,7 @@ void BaseProcessor::drawGeometry(const RenderList& items, const char* programNam
         }
         bindChannels(*program, *item);
         program->setVec4Array("u_Uniform", 64, &uniformBlock_[0][0]);
+        const ReviewBinding review(*program, *item, *owner_);
 
         if (!item->indexBuffer || item->indexCount == 0)
             continue;

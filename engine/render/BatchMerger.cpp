@@ -204,6 +204,11 @@ std::unique_ptr<BatchMerger::Piece> BatchMerger::bake(const std::vector<Member>&
                 }
             }
         }
+        // Which object each vertex belongs to: the review tools hide and
+        // tint objects inside a batch by it, and the id pass reads it.
+        std::vector<float>& owners = groups["ObjectIndex"];
+        strides["ObjectIndex"] = 1;
+        owners.insert(owners.end(), geometry.vertexCount, static_cast<float>(mesh.sceneIndex()));
         const SurfaceSet& set = mesh.surfaces();
         for (const auto& surface : set.surfaces()) {
             const std::vector<unsigned char>& bytes = *geometry.indexData(surface->name);
@@ -233,6 +238,7 @@ std::unique_ptr<BatchMerger::Piece> BatchMerger::bake(const std::vector<Member>&
     const RenderItem& first = *members.front().items.front();
     piece->item = first;
     piece->item.merged = true;
+    piece->item.objectIndex = 0;  // its vertices say whose they are
     piece->item.indexCount = static_cast<uint32_t>(piece->indexCopy.size());
     for (const auto& group : piece->groups)
         Geometry::addGroupEntries(piece->layout, group.first, *group.second, nullptr);

@@ -254,9 +254,8 @@ void Context3d::selectForView(const RenderList& opaque, const RenderList& blende
         viewBlended.push_back(entry.second);
 }
 
-void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool shadow, bool interactive)
+void Context3d::collectItems(SceneRoot* sceneRoot, RenderList& opaque, RenderList& blended)
 {
-    const Clock::time_point start = Clock::now();
     scene = sceneRoot;
     RenderList meshes;
     RenderList sky;
@@ -271,9 +270,35 @@ void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool sha
         merger_->collect(meshes);
     for (SenceBackGround* background : scene->getBackgrounds())
         background->collectRenderItems(sky);
+    objectStates_.update(review, scene->getStaticMeshes().size());
+    applyReview(meshes);
+    buildLists(meshes, sky, opaque, blended);
+}
+
+void Context3d::applyReview(RenderList& meshes)
+{
+    const bool on = review.active();
+    RenderList kept;
+    kept.reserve(meshes.size());
+    for (RenderItem* item : meshes) {
+        // A batch's objects are hidden one by one in its vertices.
+        if (item->objectIndex != 0 && review.hidden(item->objectIndex))
+            continue;
+        if (item->review != on) {
+            item->review = on;
+            item->macrosReady = false;
+        }
+        kept.push_back(item);
+    }
+    meshes.swap(kept);
+}
+
+void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool shadow, bool interactive)
+{
+    const Clock::time_point start = Clock::now();
     RenderList opaque;
     RenderList blended;
-    buildLists(meshes, sky, opaque, blended);
+    collectItems(sceneRoot, opaque, blended);
     // The shadow pass sees every caster (it tests them against the light);
     // the passes through the camera see what lies in its view.
     RenderList viewOpaque;

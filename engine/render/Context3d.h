@@ -1,8 +1,10 @@
 #pragma once
 
 #include "render/DayCycle.h"
+#include "render/ObjectStateTexture.h"
 #include "scene/Matrix4.h"
 #include "scene/RenderItem.h"
+#include "scene/ReviewState.h"
 
 #include <cstdint>
 
@@ -90,6 +92,11 @@ public:
     // Splits collected items into the opaque and the blended (back to front)
     // lists, fills light lists and flags. Public for the tests.
     void buildLists(const RenderList& meshes, const RenderList& sky, RenderList& opaque, RenderList& blended);
+    // What a frame of the scene draws, sky included: merges what arrived,
+    // collects every drawable's items (batches for merged objects), leaves
+    // out hidden objects, switches the review tools' variant and builds the
+    // two lists. The id pass draws the same.
+    void collectItems(SceneRoot* scene, RenderList& opaque, RenderList& blended);
 
     Texture2D* placeholderTexture = nullptr;
     Material* defaultMaterial = nullptr;
@@ -131,6 +138,11 @@ public:
     // reads as texture 0.
     std::map<std::string, unsigned int> namedTextures;
     FrameStats stats;
+    // The review tools' selection, hidden objects and section box; every
+    // pass honours them.
+    ReviewState review;
+    // The review state as the shaders read it, current after collectItems().
+    const ObjectStateTexture& objectStates() const { return objectStates_; }
     // On the fast path, bakes the objects that became drawable into merged
     // batches and drops the sources seen; render() does it too. A loop that
     // hands jobs over without drawing calls it to keep its memory low.
@@ -151,6 +163,11 @@ private:
     // Makes (once) and sizes the reduced lit and post passes.
     void prepareReducedPasses();
 
+    // Marks the items for the review tools' variant and leaves out those of
+    // hidden objects.
+    void applyReview(RenderList& meshes);
+
+    ObjectStateTexture objectStates_;
     BaseProcessor* reduced_[kPassCount] = {};
     std::unique_ptr<BatchMerger> merger_;
     const SceneRoot* mergedScene_ = nullptr;

@@ -4,6 +4,7 @@
 #include "render/Context3d.h"
 #include "render/FrameContext.h"
 #include "render/IndexBufferObject.h"
+#include "render/ReviewBinding.h"
 #include "render/ScreenRectangle.h"
 #include "render/ShaderManager.h"
 #include "render/ShaderProgram.h"
@@ -235,6 +236,7 @@ void PostProcessor::geometryPass(const RenderList& items, RenderTarget& target, 
                     program->setAttributeBuffer(attribute, e.buffer, e.offset, e.components);
             }
         }
+        const ReviewBinding review(*program, *item, *owner_);
         if (drawItem(*item))
             countDraw(item->indexCount);
     }

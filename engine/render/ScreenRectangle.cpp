@@ -57,7 +57,7 @@ void drawClipQuad(ShaderProgram& program)
 
 void disableVertexArrays()
 {
-    for (GLuint i = 0; i < 8; ++i)
+    for (GLuint i = 0; i < 16; ++i)
         glDisableVertexAttribArray(i);
 }
 

@@ -20,7 +20,7 @@ void endRectanglePass();
 // `a_Position` and `a_UV`.
 void drawClipQuad(ShaderProgram& program);
 
-// glDisableVertexAttribArray for arrays 0 to 7.
+// glDisableVertexAttribArray for arrays 0 to 15.
 void disableVertexArrays();
 
 } // namespace Velda

@@ -5,6 +5,7 @@
 #include "scene/RenderItem.h"
 
 #include <memory>
+#include <stdexcept>
 
 namespace Velda {
 
@@ -22,14 +23,14 @@ ShaderProgram* ShaderManager::acquireProgram(const std::string& name, FrameConte
         return found->second;
 
     const std::string& text = shaderText(name);
-    const std::string global = shaderSection(text, "global");
+    const std::string global = programSection(text, "global");
     static const ShaderProgram::Macros noMacros;
     const ShaderProgram::Macros& macros = item ? item->macroTable : noMacros;
 
     // A compile that throws leaves nothing behind: the next frame tries again.
     auto program = std::make_unique<ShaderProgram>(owner_);
-    program->compileVertex(global + "\n" + shaderSection(text, "vertex"), macros);
-    program->compileFragment(global + "\n" + shaderSection(text, "fragment"), macros);
+    program->compileVertex(global + "\n" + programSection(text, "vertex"), macros);
+    program->compileFragment(global + "\n" + programSection(text, "fragment"), macros);
     program->link();
     programs_.emplace(key, program.get());
     return program.release();
@@ -69,6 +70,14 @@ const std::string& variantKeyOf(RenderItem& item)
     flag(item.whiteModel, "OK_WHITE", "_WH", "_NH");
     flag(item.night, "OK_NIGHT", "_T", "_NT");
     flag(!item.noSky, "OK_SKY", "_S", "_NS");
+    // The review tools' switch leaves the table when it goes off: a program
+    // made for a plain key must never carry it.
+    if (item.review) {
+        item.macroTable["OK_REVIEW"] = "1";
+        key += "_R";
+    } else {
+        item.macroTable.erase("OK_REVIEW");
+    }
 
     item.variantKey = key;
     item.macrosReady = true;
@@ -86,6 +95,28 @@ const std::string& shaderText(const std::string& name)
     static const std::string none;
     const auto found = texts.find(name);
     return found != texts.end() ? found->second : none;
+}
+
+std::string programSection(const std::string& text, const std::string& section)
+{
+    static const std::string directive = "#include \"";
+    std::string cut = shaderSection(text, section);
+    size_t at = 0;
+    while ((at = cut.find(directive, at)) != std::string::npos) {
+        const size_t close = cut.find('"', at + directive.size());
+        const size_t lineEnd = cut.find('\n', at);
+        if (close == std::string::npos || (lineEnd != std::string::npos && close > lineEnd))
+            throw std::logic_error("shader include without its closing quote");
+        const std::string name = cut.substr(at + directive.size(), close - at - directive.size());
+        const std::string& included = shaderText(name);
+        if (included.empty())
+            throw std::logic_error("shader include of an unknown text: " + name);
+        // Not expanded again: an included text includes nothing.
+        const std::string part = shaderSection(included, section);
+        cut.replace(at, close + 1 - at, part);
+        at += part.size();
+    }
+    return cut;
 }
 
 std::string shaderSection(const std::string& text, const std::string& section)

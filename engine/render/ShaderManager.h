@@ -40,5 +40,9 @@ const std::string& shaderText(const std::string& name);
 
 // Cuts one section ("global", "vertex" or "fragment") out of a program text.
 std::string shaderSection(const std::string& text, const std::string& section);
+// The section as it is compiled: each line `#include "name"` becomes the same
+// section of that built-in text (which includes nothing itself). Throws
+// std::logic_error for an unknown name.
+std::string programSection(const std::string& text, const std::string& section);
 
 } // namespace Velda

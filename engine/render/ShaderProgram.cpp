@@ -170,6 +170,30 @@ void ShaderProgram::setFloat(const std::string& name, float value)
         glUniform1f(found->second, value);
 }
 
+void ShaderProgram::setVec3(const std::string& name, float x, float y, float z)
+{
+    const auto found = uniforms_.find(name);
+    if (found != uniforms_.end())
+        glUniform3f(found->second, x, y, z);
+}
+
+void ShaderProgram::setVec2(const std::string& name, float x, float y)
+{
+    const auto found = uniforms_.find(name);
+    if (found != uniforms_.end())
+        glUniform2f(found->second, x, y);
+}
+
+void ShaderProgram::setConstantAttribute(const std::string& name, float value)
+{
+    const auto found = attributes_.find(name);
+    if (found == attributes_.end())
+        return;
+    const GLuint location = static_cast<GLuint>(found->second);
+    glDisableVertexAttribArray(location);
+    glVertexAttrib1f(location, value);
+}
+
 void ShaderProgram::setAttributeArray(const std::string& name, const float* floats, int firstFloat, int components,
                                       int strideFloats)
 {
@@ -204,6 +228,13 @@ void ShaderProgram::setTexture1D(const std::string& name, unsigned int texture, 
     // keeps the parameters it was made with.
     setParametersOn2D(minFilter, wrap);
     glUniform1i(uniforms_.at(name), unit);
+}
+
+void ShaderProgram::setDataTexture(const std::string& name, unsigned int texture)
+{
+    const int unit = bindOnUnit(samplers_, name, GL_TEXTURE_2D, texture);
+    if (unit >= 0)
+        glUniform1i(uniforms_.at(name), unit);
 }
 
 void ShaderProgram::setTextureCube(const std::string& name, unsigned int texture)

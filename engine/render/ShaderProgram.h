@@ -32,6 +32,10 @@ public:
     void setMatrix(const std::string& name, const Matrix4& matrix);
     void setVec4Array(const std::string& name, int count, const float* values);
     void setFloat(const std::string& name, float value);
+    void setVec2(const std::string& name, float x, float y);
+    void setVec3(const std::string& name, float x, float y, float z);
+    // The same value for every vertex: the attribute's array is switched off.
+    void setConstantAttribute(const std::string& name, float value);
     // Client-side floats (full-screen quads): no buffer bound.
     void setAttributeArray(const std::string& name, const float* floats, int firstFloat, int components,
                            int strideFloats);
@@ -42,6 +46,8 @@ public:
     // Binds GL_TEXTURE_1D but sets its parameters on GL_TEXTURE_2D.
     void setTexture1D(const std::string& name, unsigned int texture, int minFilter, int wrap);
     void setTextureCube(const std::string& name, unsigned int texture);
+    // A table read texel by texel: bound as it is, its parameters untouched.
+    void setDataTexture(const std::string& name, unsigned int texture);
 
     unsigned int program() const { return program_; }
     bool hasAttribute(const std::string& name) const { return attributes_.count(name) != 0; }

@@ -5,6 +5,7 @@
 #include "render/FrameContext.h"
 #include "render/IndexBufferObject.h"
 #include "render/LightKey.h"
+#include "render/ReviewBinding.h"
 #include "render/ScreenRectangle.h"
 #include "render/ShaderManager.h"
 #include "render/ShaderProgram.h"
@@ -91,6 +92,11 @@ bool ShadowProcessor::needsUpdate()
     }
     if (sizeChanged_) {
         sizeChanged_ = false;
+        return true;
+    }
+    // Hidden objects and the section box change what casts.
+    if (owner_->review.visibilityVersion() != castersVersion_) {
+        castersVersion_ = owner_->review.visibilityVersion();
         return true;
     }
     return false;
@@ -190,6 +196,7 @@ void ShadowProcessor::drawMoments(const RenderList& items)
         // A mesh without positions cannot cast: the lookup throws.
         const LayoutEntry& position = item.layout->at("Position");
         program->setAttributeBuffer("vertex", position.buffer, position.offset, position.components);
+        const ReviewBinding review(*program, item, *owner_);
         if (!item.indexBuffer || item.indexCount == 0)
             return;
         glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, item.indexBuffer->name());

@@ -56,6 +56,7 @@ private:
     std::map<Light*, std::string> pointKeys_;  // no light of that kind casts a shadow
     bool settled_ = false;
     bool sizeChanged_ = false;
+    uint64_t castersVersion_ = 0;  // the review state's visibility the map was drawn for
     uint64_t drawCount_ = 0;
 };
 

@@ -36,6 +36,11 @@ struct RenderItem {
     bool sky = false;
     bool whiteModel = false;
     bool merged = false;  // a batch of several objects, baked into world space
+    // The review tools' variant: per-object hiding and tint, the section box.
+    bool review = false;
+    // The owner's 1-based place among the scene's meshes; 0 for the sky and
+    // for batches, whose vertices carry it instead.
+    uint32_t objectIndex = 0;
 
     const Layout* layout = nullptr;
     const IndexBufferObject* indexBuffer = nullptr;

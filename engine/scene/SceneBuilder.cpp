@@ -79,6 +79,7 @@ void SceneBuilder::buildProject(const SceneIndex& index, const std::string& proj
         const IndexObject& object = entry.second;
         auto* mesh = static_cast<StaticMesh*>(scene_->createObject(SceneRoot::kStaticMesh));
         mesh->setObjectId(object.id);
+        mesh->setName(object.name);
         for (const IndexSurface& surface : object.surfaces) {
             meshUsers_.emplace(surface.meshId, mesh);
             materialUsers_.emplace(surface.materialId, mesh);

@@ -55,7 +55,12 @@ Object3D* SceneRoot::createObject(int type)
         throw std::runtime_error("Can not find proper object3d type to create!");
     Object3D* object = nullptr;
     switch (type) {
-    case kStaticMesh: object = make(staticMeshes_); break;
+    case kStaticMesh: {
+        StaticMesh* mesh = make(staticMeshes_);
+        mesh->setSceneIndex(static_cast<uint32_t>(staticMeshes_.size()));
+        object = mesh;
+        break;
+    }
     case kBackground: object = make(backgrounds_); break;
     case kCamera: object = make(cameras_); break;
     case kDctLight: object = make(dctLights_); break;

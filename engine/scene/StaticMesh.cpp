@@ -46,6 +46,7 @@ void StaticMesh::collectRenderItems(RenderList& list)
         RenderItem& item = *surfaces_.itemOf(surface.get());
         item.noMaterial = !surface->materialAsset || !surface->materialAsset->material();
         SurfaceSet::refresh(item, *this);
+        item.objectIndex = sceneIndex_;
         SurfaceSet::takeColorRamp(item);
         list.push_back(&item);
     }

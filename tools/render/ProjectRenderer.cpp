@@ -2,6 +2,7 @@
 #include "ProjectSession.h"
 
 #include "OffscreenTarget.h"
+#include "ReviewProbe.h"
 
 #include "Common/ProjectLoader.h"
 #include "assets/AssetManager.h"
@@ -291,6 +292,7 @@ void ProjectSession::apply(const RenderOptions& options)
     camera->setViewport(0.0f, 0.0f, static_cast<float>(options.width), static_cast<float>(options.height));
     camera->setProjectionType(options.ortho ? Velda::Camera::kOrthographic : Velda::Camera::kPerspective);
     placeCamera(*camera, options, *scene);
+    applyReviewOptions(*this, options);
 
     // The sun turns as the viewer's dial turns it, from its two angles.
     ctx.timeAngle = options.hasTimeAngle ? options.timeAngle : kStartTimeAngle;
@@ -325,6 +327,7 @@ std::vector<unsigned char> renderProject(const RenderOptions& options, RenderRep
     for (int i = 0; i < frames; ++i)
         report.msFrame = session.frame(target.frameBuffer(), options.dial);
     std::vector<unsigned char> picture = target.readRgba();
+    report.probes = reviewProbes(session, options, target.frameBuffer());
 
     const Velda::FrameStats& stats = session.context->stats;
     report.triangles = Velda::Geometry::triangleTotal();

@@ -1,8 +1,10 @@
 #include "RenderOptions.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -111,6 +113,57 @@ void parseCamera(const std::string& text, RenderOptions& options)
     options.camera = Mode::Explicit;
 }
 
+// "a,b,c": exactly `count` numbers.
+std::vector<float> floatList(const std::string& option, const std::string& text, size_t count, const char* form)
+{
+    std::vector<float> values;
+    size_t from = 0;
+    while (values.size() < count) {
+        const size_t comma = values.size() + 1 < count ? text.find(',', from) : text.size();
+        float value = 0;
+        if (comma == std::string::npos || !toFloat(text.substr(from, comma - from), value))
+            fail(option + " takes " + form + ", not \"" + text + "\"");
+        values.push_back(value);
+        from = comma + 1;
+    }
+    return values;
+}
+
+void parseSection(const std::string& text, RenderOptions& options)
+{
+    const std::vector<float> v = floatList("--section", text, 6, "X0,Y0,Z0,X1,Y1,Z1");
+    for (int i = 0; i < 3; ++i) {
+        options.sectionMin[i] = std::min(v[i], v[i + 3]);
+        options.sectionMax[i] = std::max(v[i], v[i + 3]);
+    }
+    options.hasSection = true;
+}
+
+void parsePixels(const std::string& option, const std::string& text, int* out, size_t count, const char* form)
+{
+    const std::vector<float> v = floatList(option, text, count, form);
+    for (size_t i = 0; i < count; ++i) {
+        if (v[i] < 0 || v[i] >= kMaxSide || v[i] != std::floor(v[i]))
+            fail(option + " takes whole pixels, not \"" + text + "\"");
+        out[i] = static_cast<int>(v[i]);
+    }
+}
+
+std::vector<int32_t> idList(const std::string& option, const std::string& text)
+{
+    std::vector<int32_t> ids;
+    size_t from = 0;
+    while (from <= text.size()) {
+        const size_t comma = std::min(text.find(',', from), text.size());
+        long id = 0;
+        if (!toInt(text.substr(from, comma - from), id) || id < INT32_MIN || id > INT32_MAX)
+            fail(option + " takes object ids of the index, as 3,17,42, not \"" + text + "\"");
+        ids.push_back(static_cast<int32_t>(id));
+        from = comma + 1;
+    }
+    return ids;
+}
+
 void checkProject(const std::string& project)
 {
     if (project.empty())
@@ -150,6 +203,20 @@ RenderOptions parseRenderOptions(int argc, char** argv)
         {"--shadow-shade", [&](const std::string& v) { o.shadowShade = intInRange("--shadow-shade", v, 0, 100); }},
         {"--ssao", [&](const std::string& v) { o.ssao = intInRange("--ssao", v, 200, 300); }},
         {"--frames", [&](const std::string& v) { o.frames = intInRange("--frames", v, 1, 100000); }},
+        {"--section", [&](const std::string& v) { parseSection(v, o); }},
+        {"--hide", [&](const std::string& v) { o.hide = idList("--hide", v); }},
+        {"--isolate", [&](const std::string& v) { o.isolate = idList("--isolate", v); }},
+        {"--select", [&](const std::string& v) { o.select = idList("--select", v); }},
+        {"--pick",
+         [&](const std::string& v) {
+             parsePixels("--pick", v, o.pick, 2, "X,Y");
+             o.hasPick = true;
+         }},
+        {"--measure",
+         [&](const std::string& v) {
+             parsePixels("--measure", v, o.measure, 4, "X0,Y0,X1,Y1");
+             o.hasMeasure = true;
+         }},
     };
     const std::map<std::string, bool*> switches = {
         {"--white", &o.white}, {"--ortho", &o.ortho}, {"--report", &o.report}, {"--dial", &o.dial},
@@ -205,6 +272,8 @@ std::string usage()
            "                    [--bloom 0-100] [--cache DIR] [--report]\n"
            "                    [--shadow-quality 0-3] [--shadow-shade 0-100] [--ssao 200-300]\n"
            "                    [--dial] [--frames N] [--faithful]\n"
+           "                    [--section X0,Y0,Z0,X1,Y1,Z1] [--hide IDS] [--isolate IDS] [--select IDS]\n"
+           "                    [--pick X,Y] [--measure X0,Y0,X1,Y1]\n"
            "Draws a project (a folder, or a root address ending in \"pars=\") to a PNG, with no window.\n"
            "  --size WxH         picture size (default 1024x700)\n"
            "  --time-angle RAD   the sun's place in the day, pi being noon (default: the viewer's start)\n"
@@ -221,7 +290,14 @@ std::string usage()
            "  --ssao 200-300     ambient occlusion slider (default 200)\n"
            "  --dial             draw the sun dial\n"
            "  --frames N         frames to draw before the picture is taken (default 1)\n"
-           "  --faithful         every object through every pass, as specified (slower; same picture)\n";
+           "  --faithful         every object through every pass, as specified (slower; same picture)\n"
+           "  --section BOX      cut away what lies outside the box (two corners, scene units)\n"
+           "  --hide IDS         hide these objects (ids of the index, as velda-inspect prints them)\n"
+           "  --isolate IDS      hide every object but these\n"
+           "  --select IDS       show these objects selected\n"
+           "  --pick X,Y         print what lies under that pixel as one JSON line\n"
+           "  --measure X0,Y0,X1,Y1  print the distance between the points under two pixels,\n"
+           "                     each snapped to a vertex within 8 pixels, as one JSON line\n";
 }
 
 } // namespace VeldaRender

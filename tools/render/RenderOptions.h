@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace VeldaRender {
 
@@ -29,6 +31,15 @@ struct RenderOptions {
     bool dial = false;
     int frames = 1;
     bool faithful = false;  // the specified path: every item through every pass
+
+    // The review tools. Objects by their id in the project's index.
+    bool hasSection = false;
+    float sectionMin[3] = {}, sectionMax[3] = {};  // scene units
+    std::vector<int32_t> hide, isolate, select;
+    bool hasPick = false;
+    int pick[2] = {};  // pixel, from the top left
+    bool hasMeasure = false;
+    int measure[4] = {};  // two pixels
 };
 
 // Reads the command line (argv[0] is the program). Throws std::runtime_error

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace VeldaRender {
 
@@ -18,6 +19,8 @@ struct RenderReport {
     uint64_t shadowDraws = 0;
     std::map<std::string, double> passMs;
     std::map<std::string, uint32_t> drawCalls;  // per pass, of the last frame
+    // What --pick and --measure found, one JSON text each.
+    std::vector<std::string> probes;
 };
 
 // The report as one line of JSON, without a line feed. Keys: objects,

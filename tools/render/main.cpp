@@ -33,6 +33,8 @@ int run(int argc, char** argv)
     RenderReport report;
     const std::vector<unsigned char> picture = renderProject(options, report);
     writePng(options.output, options.width, options.height, picture);
+    for (const std::string& probe : report.probes)
+        std::cout << probe << std::endl;
     if (options.report) {
         report.peakKiB = peakMemoryKiB();
         std::cout << reportJson(report) << std::endl;

@@ -18,9 +18,11 @@ varying vec3 v_Normal;
 varying vec3 v_FragPos;
 varying mat3 v_TBN;
 varying vec4 v_FragPosLightSpace;
+#include "review"
 #globalend
 
 #vertexbegin
+#include "review"
 attribute vec4 a_Vertex;
 attribute vec3 a_Normal;
 attribute vec2 a_UV0;
@@ -44,7 +46,7 @@ void main()
     v_Normal = (worldMatN * vec4(a_Normal, 1.0)).xyz;
     v_FragPos = (worldMat * a_Vertex).xyz;
     v_FragPosLightSpace = lightSpaceMatrix * vec4(v_FragPos, 1.0);
-    gl_Position = viewProjMat * worldMat * a_Vertex;
+    gl_Position = reviewVertex(viewProjMat * worldMat * a_Vertex, v_FragPos);
 #ifdef UNI_TEX_4_UV
     vec3 T = (worldMatN * vec4(a_UV1_T, 1.0)).xyz;
     vec3 B = (worldMatN * vec4(a_UV1_B, 1.0)).xyz;
@@ -54,6 +56,7 @@ void main()
 #vertexend
 
 #fragmentbegin
+#include "review"
 // Almost every parameter arrives in this one block; see the aliases below.
 uniform vec4 u_Uniform[64];
 uniform sampler1D u_TexC;
@@ -263,6 +266,7 @@ float ShadowCalculationVSM(vec4 fragPosLightSpace)
 
 void main()
 {
+    reviewClip();
     vec3 result = vec3(0.0);
     vec3 Norm = getNormal();
     vec3 Diffuse = getDiffuse();
@@ -307,7 +311,7 @@ void main()
     // The world's up axis is z.
     vec3 Ambient = mix(u_groundcolor * u_Uniform[39].x, u_skycolor * u_Uniform[39].x, Norm.z * 0.5 + 0.5) * Diffuse;
     color.rgb = (color.rgb + Ambient) * shadow;
-    gl_FragColor = color;
+    gl_FragColor = vec4(reviewTint(color.rgb), color.a);
 #endif
 }
 #fragmentend

@@ -1,8 +1,10 @@
 #globalbegin
 varying vec4 v_FragPos;
+#include "review"
 #globalend
 
 #vertexbegin
+#include "review"
 uniform mat4 viewMat;
 uniform mat4 projMat;
 uniform mat4 worldMat;
@@ -11,11 +13,12 @@ attribute vec4 a_Vertex;
 void main()
 {
     v_FragPos = viewMat * worldMat * a_Vertex;
-    gl_Position = projMat * v_FragPos;
+    gl_Position = reviewVertex(projMat * v_FragPos, (worldMat * a_Vertex).xyz);
 }
 #vertexend
 
 #fragmentbegin
+#include "review"
 uniform float zNear;
 uniform float zFar;
 
@@ -32,6 +35,7 @@ float LinearizeDepth(float depth)
 
 void main()
 {
+    reviewClip();
     gl_FragColor = vec4(v_FragPos.xyz, LinearizeDepth(gl_FragCoord.z));
 }
 #fragmentend
