@@ -188,6 +188,35 @@ PickHit PickPass::readHit(int x, int y)
     return hit;
 }
 
+std::vector<PickHit> PickPass::viewMap(SceneRoot* scene, Camera* camera, unsigned int frameBuffer)
+{
+    std::vector<PickHit> map;
+    if (scene && camera && prepare(*camera)) {
+        drawIds(scene, *camera);
+        const size_t pixels = static_cast<size_t>(width_) * height_;
+        std::vector<unsigned char> ids(pixels * 4);
+        std::vector<float> points(pixels * 4);
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, idFrameBuffer_.get());
+        glReadBuffer(GL_COLOR_ATTACHMENT0);
+        glReadPixels(0, 0, width_, height_, GL_RGBA, GL_UNSIGNED_BYTE, ids.data());
+        glReadBuffer(GL_COLOR_ATTACHMENT1);
+        glReadPixels(0, 0, width_, height_, GL_RGBA, GL_FLOAT, points.data());
+        glReadBuffer(GL_COLOR_ATTACHMENT0);
+        map.resize(pixels);
+        for (int row = 0; row < height_; ++row)
+            for (int x = 0; x < width_; ++x) {
+                const size_t from = static_cast<size_t>(row) * width_ + x;
+                PickHit& hit = map[static_cast<size_t>(height_ - 1 - row) * width_ + x];
+                hit.object = ids[4 * from] | static_cast<uint32_t>(ids[4 * from + 1]) << 8 |
+                             static_cast<uint32_t>(ids[4 * from + 2]) << 16;
+                if (hit.object)
+                    hit.point = Vector3(points[4 * from], points[4 * from + 1], points[4 * from + 2]);
+            }
+    }
+    glBindFramebuffer(GL_FRAMEBUFFER, frameBuffer);
+    return map;
+}
+
 PickHit PickPass::pick(SceneRoot* scene, Camera* camera, int x, int y, unsigned int frameBuffer)
 {
     PickHit hit;

@@ -5,6 +5,7 @@
 #include "scene/Vector.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace Velda {
 
@@ -33,6 +34,9 @@ public:
     // As pick, with the point moved to the nearest vertex of a seen surface
     // within `radius` pixels, when there is one.
     PickHit snap(SceneRoot* scene, Camera* camera, int x, int y, int radius, unsigned int frameBuffer);
+    // What lies under every pixel of the view, rows from the top; empty for
+    // an empty view.
+    std::vector<PickHit> viewMap(SceneRoot* scene, Camera* camera, unsigned int frameBuffer);
 
     int width() const { return width_; }
     int height() const { return height_; }

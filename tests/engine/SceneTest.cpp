@@ -2,7 +2,9 @@
 #include "scene/Camera.h"
 #include "scene/DctLight.h"
 #include "scene/Matrix4.h"
+#include "scene/Measurement.h"
 #include "scene/PtLight.h"
+#include "scene/ReviewState.h"
 #include "scene/SceneRoot.h"
 #include "scene/SenceBackGround.h"
 #include "scene/SpotLight.h"
@@ -285,4 +287,50 @@ TEST(Lights, StateTexts)
 
     PtLight point;
     EXPECT_THROW(point.getStateText(), std::logic_error);
+}
+
+TEST(ReviewStateTest, SelectionHidingAndTheSectionCountTheirChanges)
+{
+    Velda::ReviewState review;
+    EXPECT_FALSE(review.active());
+    review.select({3, 0, 3, 5});
+    EXPECT_EQ(review.selection(), (std::vector<uint32_t>{3, 5}));
+    EXPECT_TRUE(review.selected(5) && !review.selected(4));
+    const uint64_t selected = review.version();
+    review.select({3, 5});
+    EXPECT_EQ(review.version(), selected) << "the same selection is no change";
+    EXPECT_EQ(review.visibilityVersion(), 0u) << "a selection changes no shadow";
+
+    review.hide({2, 2, 7});
+    EXPECT_EQ(review.hiddenCount(), 2u);
+    EXPECT_TRUE(review.hidden(7) && !review.hidden(3) && !review.hidden(1000));
+    review.isolate({4}, 6);
+    EXPECT_EQ(review.hiddenCount(), 5u);
+    EXPECT_TRUE(!review.hidden(4) && review.hidden(1) && review.hidden(6) && !review.hidden(0));
+    const uint64_t isolated = review.visibilityVersion();
+    review.showAll();
+    EXPECT_EQ(review.hiddenCount(), 0u);
+    EXPECT_GT(review.visibilityVersion(), isolated);
+
+    review.clearSelection();
+    EXPECT_FALSE(review.active());
+    review.setSection(Velda::AABB3(Velda::Vector3(0, 0, 0), Velda::Vector3(1, 1, 1)));
+    EXPECT_TRUE(review.active() && review.sectioned());
+    const uint64_t cut = review.visibilityVersion();
+    review.setSection(Velda::AABB3(Velda::Vector3(0, 0, 0), Velda::Vector3(1, 1, 1)));
+    EXPECT_EQ(review.visibilityVersion(), cut);
+    review.clearSection();
+    EXPECT_FALSE(review.active());
+}
+
+TEST(ReviewStateTest, LengthsInMetresWhenTheUnitIsKnown)
+{
+    const Velda::Vector3 a(0, 0, 0), b(3, 4, 0);
+    const Velda::MeasuredLength metres = Velda::measureLength(a, b, 0.5f, 0.001);  // millimetre model
+    EXPECT_TRUE(metres.metres);
+    EXPECT_NEAR(metres.value, 0.01, 1e-9);
+    EXPECT_EQ(metres.text(), "0.010 m");
+    const Velda::MeasuredLength scene = Velda::measureLength(a, b, 0.5f, 0.0);
+    EXPECT_FALSE(scene.metres);
+    EXPECT_DOUBLE_EQ(scene.value, 5.0);
 }

@@ -149,6 +149,41 @@ TEST_F(GLTest, EveryLightVariantInUseCompilesAndLinks)
     EXPECT_EQ(store.programs().size(), variants.size());
 }
 
+TEST_F(GLTest, ReviewVariantsAndTheIdPassCompile)
+{
+    // The review tools' switch on the scene's four programs, with the
+    // switches that change what the included part meets; the id pass and
+    // its vertex points come with it always.
+    ShaderManager store(nullptr);
+    RenderItem textured = spotLit();
+    setChannel(textured, 0, "v_UV0");
+    textured.review = true;
+    RenderItem white = textured;
+    white.whiteModel = true;
+    RenderItem plain = spotLit();
+    for (const char* name : {"light", "shadow", "positionInfo", "normalInfo"}) {
+        for (RenderItem* item : {&textured, &white}) {
+            ShaderProgram* program = store.acquireProgram(name, nullptr, item);
+            expectUsable(program, std::string(name) + " review");
+            EXPECT_TRUE(program->hasUniform("u_ObjectStateSize")) << name;
+            EXPECT_TRUE(program->hasAttribute("a_ObjectIndex")) << name;
+        }
+        // Without the switch the included part leaves nothing behind.
+        ShaderProgram* program = store.acquireProgram(name, nullptr, &plain);
+        EXPECT_FALSE(program->hasUniform("u_ObjectStateSize")) << name;
+        EXPECT_EQ(program->vertexSource().find("#include"), std::string::npos) << name;
+    }
+    for (const char* name : {"pick", "pickPoint"})
+        expectUsable(store.acquireProgram(name, nullptr, nullptr), name);
+    EXPECT_TRUE(store.acquireProgram("light", nullptr, &textured)->hasUniform("u_SectionMin"));
+
+    // Switched off again, the item's key and table are the plain ones.
+    textured.review = false;
+    textured.macrosReady = false;
+    EXPECT_EQ(Velda::variantKeyOf(textured).find("_R"), std::string::npos);
+    EXPECT_EQ(textured.macroTable.count("OK_REVIEW"), 0u);
+}
+
 TEST_F(GLTest, ReflectionKeepsArrayBaseNamesAndOnlyLiveUniforms)
 {
     ShaderManager store(nullptr);

@@ -24,7 +24,8 @@ vec4 reviewVertex(vec4 position, vec3 world)
     float row = floor(a_ObjectIndex / u_ObjectStateSize.x);
     float column = a_ObjectIndex - row * u_ObjectStateSize.x;
     vec2 uv = vec2((column + 0.5) / u_ObjectStateSize.x, (row + 0.5) / u_ObjectStateSize.y);
-    vec4 state = texture2DLod(u_ObjectState, uv, 0.0);
+    // A vertex shader reads the base level: the table has no other.
+    vec4 state = texture2D(u_ObjectState, uv);
     v_ReviewSelected = state.g;
     v_ReviewWorld = world;
     if (state.r > 0.5)
