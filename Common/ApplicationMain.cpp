@@ -18,9 +18,20 @@ void ApplicationMain::registerKeyHandler(int key, KeyHandler handler)
     keyHandlers.emplace(key, std::move(handler));
 }
 
+void ApplicationMain::registerKeyTaker(int key, KeyHandler taker)
+{
+    keyTakers.emplace(key, std::move(taker));
+}
+
 bool ApplicationMain::notify(QObject* receiver, QEvent* event)
 {
     try {
+        if (event->type() == QEvent::KeyPress && !keyTakers.empty()) {
+            const auto takers = keyTakers.equal_range(static_cast<QKeyEvent*>(event)->key());
+            for (auto it = takers.first; it != takers.second; ++it)
+                if (it->second(receiver, event))
+                    return true;
+        }
         if (event->type() == QEvent::KeyPress && !keyHandlers.empty()) {
             const auto range = keyHandlers.equal_range(static_cast<QKeyEvent*>(event)->key());
             bool consumed = false;

@@ -22,6 +22,11 @@ public:
 
     // Handlers of one key run in the order of registration.
     void registerKeyHandler(int key, KeyHandler handler);
+    // A taker of a key is asked before the handlers: when one takes the key
+    // (returns true), the key is consumed and no handler of it runs. The
+    // review tools take Escape this way while it still has something of
+    // theirs to end.
+    void registerKeyTaker(int key, KeyHandler taker);
 
     bool notify(QObject* receiver, QEvent* event) override;
 
@@ -37,6 +42,7 @@ protected:
 
 private:
     std::multimap<int, KeyHandler> keyHandlers;
+    std::multimap<int, KeyHandler> keyTakers;
 };
 
 } // namespace VeldaClient

@@ -2,6 +2,10 @@
 
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/FrameScheduler.h"
+#include "UserInterface/Widgets/ReviewTools.h"
+#include "UserInterface/Widgets/ViewContext.h"
+#include "UserInterface/Widgets/ViewDecoration.h"
+#include "UserInterface/Widgets/ViewMouseTool.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
 #include "UserInterface/Widgets/WidgetThumbnail.h"
 #include "UserInterface/Widgets/WidgetUIWrapper.h"
@@ -46,16 +50,6 @@ Velda::Vector3 axisOf(const Velda::Matrix4& m, int i)
     return Velda::Vector3(c.x, c.y, c.z);
 }
 
-// The state that Qt's own painter expects when it draws the overlay.
-void restorePainterState()
-{
-    for (GLuint i = 0; i < 8; ++i)
-        glDisableVertexAttribArray(i);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
-    glDisable(GL_DEPTH_TEST);
-    glDisable(GL_CULL_FACE);
-}
-
 } // namespace
 
 WidgetGraphicsScene::WidgetGraphicsScene(QObject* parent) : QGraphicsScene(parent)
@@ -65,6 +59,7 @@ WidgetGraphicsScene::WidgetGraphicsScene(QObject* parent) : QGraphicsScene(paren
     wrapper->setObjectName("UI");
     wrapper->setStyleSheet(" #UI { \t\t\tbackground-color:rgba(0, 0, 0, 0); \t\t} ");
     miniMap = wrapper->miniMap();
+    wrapper->reviewTools()->attach(*this);
     connect(wrapper, SIGNAL(screenShot(QWidget*)), this, SLOT(grabCurrentFrame(QWidget*)));
     connect(this, SIGNAL(updateModelPieceInfo(unsigned long long)), wrapper,
             SLOT(_updateModelPieceInfo(unsigned long long)));
@@ -113,13 +108,19 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
     context3d->render(scene, true, true, true, true);
     context3d->end();
 
-    if (!sceneReady()) {
+    // The mini map follows the scene while it loads, and again when the
+    // review tools hide, cut or tint something.
+    const uint64_t review = context3d->review.version();
+    if (!sceneReady() || review != miniMapReview_) {
+        miniMapReview_ = review;
         Velda::Camera mapCamera = miniMap->frameCamera();
         context3d->begin(&mapCamera, static_cast<int>(miniMap->texture()), qtFrameBuffer);
         context3d->render(scene, true, true, true, false);
         context3d->end();
-        reportProgress();
-    } else if (!readyReported) {
+        if (!sceneReady())
+            reportProgress();
+    }
+    if (sceneReady() && !readyReported) {
         readyReported = true;
         reportProgress();
     }
@@ -133,6 +134,8 @@ void WidgetGraphicsScene::drawBackground(QPainter* painter, const QRectF&)
     glDisable(GL_MULTISAMPLE);
     restorePainterState();
     painter->endNativePainting();
+    for (ViewDecoration* decoration : decorations_)
+        decoration->paint(*painter, *camera);
     scheduler->frameDrawn();
 }
 
@@ -182,12 +185,9 @@ QImage WidgetGraphicsScene::grabFramePicture()
 {
     if (!sceneReady())
         return QImage();
-    QOpenGLWidget* surface = nullptr;
-    if (!views().isEmpty())
-        surface = qobject_cast<QOpenGLWidget*>(views().first()->viewport());
-    if (!surface)
+    ViewContext viewContext(*this);
+    if (!viewContext.ready())
         return QImage();
-    surface->makeCurrent();
 
     GraphicsContext* hub = GraphicsContext::instance();
     Velda::Context3d* context3d = hub->context3d();
@@ -196,10 +196,6 @@ QImage WidgetGraphicsScene::grabFramePicture()
     const int height = static_cast<int>(camera->getViewport().w);
     QImage image(sceneRect().size().toSize(), QImage::Format_ARGB32);
 
-    GLint activeTexture = 0;
-    GLint saved = 0;
-    glGetIntegerv(GL_ACTIVE_TEXTURE, &activeTexture);
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &saved);
     glLoadIdentity();
     glEnable(GL_MULTISAMPLE);
     const GLuint target = offscreenFrameBuffer();
@@ -217,12 +213,7 @@ QImage WidgetGraphicsScene::grabFramePicture()
     glPixelStorei(GL_PACK_ROW_LENGTH, image.width());
     glReadPixels(0, 0, readWidth, readHeight, GL_RGBA, GL_UNSIGNED_BYTE, image.bits());
     glPixelStorei(GL_PACK_ROW_LENGTH, 0);
-
-    glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(saved));
     glDisable(GL_MULTISAMPLE);
-    glActiveTexture(static_cast<GLenum>(activeTexture));
-    restorePainterState();
-    surface->doneCurrent();
     scheduler->invalidate();
 
     // RGBA bytes into ARGB32 (B, G, R, A in memory), opaque; GL rows run bottom-up.
@@ -259,6 +250,15 @@ void WidgetGraphicsScene::mousePressEvent(QGraphicsSceneMouseEvent* event)
     QGraphicsScene::mousePressEvent(event);
     if (event->isAccepted())
         return;
+    for (ViewMouseTool* tool : tools_) {
+        if (tool->press(event->scenePos(), event->button())) {
+            activeTool_ = tool;
+            event->accept();
+            return;
+        }
+    }
+    clickPossible_ = event->button() == Qt::LeftButton;
+    pressAt_ = event->scenePos();
     if (event->buttons() & (Qt::LeftButton | Qt::RightButton | Qt::MiddleButton)) {
         lastActionTime = Velda::Platform::now();
         lastX = event->scenePos().x();
@@ -268,9 +268,22 @@ void WidgetGraphicsScene::mousePressEvent(QGraphicsSceneMouseEvent* event)
 
 void WidgetGraphicsScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
 {
+    if (activeTool_) {
+        ViewMouseTool* tool = activeTool_;
+        activeTool_ = nullptr;
+        tool->release(event->scenePos());
+        event->accept();
+        return;
+    }
     QGraphicsScene::mouseReleaseEvent(event);
     if (event->isAccepted())
         return;
+    if (clickPossible_ && event->button() == Qt::LeftButton) {
+        clickPossible_ = false;
+        const QPointF moved = event->scenePos() - pressAt_;
+        if (moved.x() * moved.x() + moved.y() * moved.y() <= kClickSlop * kClickSlop)
+            emit viewClicked(event->scenePos(), event->modifiers());
+    }
     if (Velda::Platform::now() <= lastActionTime) {
         deltaX = deltaY = 0.0;
         lastX = lastY = 0.0;
@@ -279,9 +292,21 @@ void WidgetGraphicsScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
 
 void WidgetGraphicsScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
 {
+    if (activeTool_) {
+        activeTool_->drag(event->scenePos());
+        event->accept();
+        return;
+    }
     QGraphicsScene::mouseMoveEvent(event);
     if (event->isAccepted())
         return;
+    if (clickPossible_) {
+        const QPointF moved = event->scenePos() - pressAt_;
+        clickPossible_ = moved.x() * moved.x() + moved.y() * moved.y() <= kClickSlop * kClickSlop;
+    }
+    if (event->buttons() == Qt::NoButton)
+        for (ViewMouseTool* tool : tools_)
+            tool->hover(event->scenePos());
     Velda::Camera* camera = GraphicsContext::instance()->camera();
     lastActionTime = Velda::Platform::now();
     double panScale = camera->getPosition().z / 400.0;

@@ -6,10 +6,13 @@
 #include <QImage>
 
 #include <cstdint>
+#include <vector>
 
 namespace VeldaClient {
 
 class FrameScheduler;
+class ViewDecoration;
+class ViewMouseTool;
 class WidgetMiniMap;
 class WidgetUIWrapper;
 
@@ -30,7 +33,17 @@ public:
     // scene is ready. Makes the GL surface's context current.
     QImage grabFramePicture();
 
+    // A tool offered each press over the view before the camera takes it;
+    // a decoration painted over each frame. Neither is owned.
+    void addMouseTool(ViewMouseTool* tool) { tools_.push_back(tool); }
+    void addDecoration(ViewDecoration* decoration) { decorations_.push_back(decoration); }
+
+    // A left press and release within this many pixels is a click, not a drag.
+    static constexpr double kClickSlop = 4.0;
+
 signals:
+    // A left click on the view that no widget took (view pixels).
+    void viewClicked(QPointF position, Qt::KeyboardModifiers modifiers);
     void setProcessValue(int value);
     void updateModelPieceInfo(unsigned long long qty);
     void closeAppConfirm();
@@ -75,6 +88,12 @@ private:
     int frameBufferWidth = -1;
     int frameBufferHeight = -1;
     bool readyReported = false;
+    std::vector<ViewMouseTool*> tools_;
+    ViewMouseTool* activeTool_ = nullptr;  // took the drag under way
+    std::vector<ViewDecoration*> decorations_;
+    QPointF pressAt_;
+    bool clickPossible_ = false;  // a left press not yet moved beyond the slop
+    uint64_t miniMapReview_ = 0;  // the review state the mini map shows
 };
 
 } // namespace VeldaClient

@@ -4,6 +4,7 @@
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/DialogParent.h"
 #include "UserInterface/Widgets/KeyHandler.h"
+#include "UserInterface/Widgets/ReviewTools.h"
 #include "UserInterface/Widgets/WidgetEnvironmentControl.h"
 #include "UserInterface/Widgets/WidgetGallery.h"
 #include "UserInterface/Widgets/WidgetInformation.h"
@@ -130,6 +131,9 @@ void WidgetUIWrapper::initializeControls()
     outer->addStretch();
     outer->addWidget(statusFrame_);
 
+    reviewTools_ = new ReviewTools(this);
+    connect(reviewTools_, SIGNAL(displayInfo(std::string)), this, SIGNAL(displayInfo(std::string)));
+
     saveWatcher_ = new QFutureWatcher<bool>(this);
     connect(saveWatcher_, SIGNAL(finished()), this, SLOT(_saveFinished()));
     clientTimer_ = new QTimer(this);
@@ -186,6 +190,7 @@ void WidgetUIWrapper::resizeEvent(QResizeEvent* event)
     takePhoto_->move(w - takePhoto_->width() - 21, (h - takePhoto_->height()) / 2);
     gallery_->move(10, h - gallery_->height() - 13);
     gallery_->setFixedWidth(w - 180);
+    reviewTools_->place(w, h, settingMenu_->geometry(), miniMap_->geometry(), gallery_->y());
     QFrame::resizeEvent(event);
 }
 

@@ -12,6 +12,7 @@ class QTimer;
 
 namespace VeldaClient {
 
+class ReviewTools;
 class WidgetEnvironmentControl;
 class WidgetGallery;
 class WidgetInformation;
@@ -45,6 +46,8 @@ public:
     QLabel* bottomLabel() const { return formBottom_; }
     QFrame* statusFrame() const { return statusFrame_; }
     QFutureWatcher<bool>* saveWatcher() const { return saveWatcher_; }
+    // Picking, property panel, hide and isolate, section box, measuring.
+    ReviewTools* reviewTools() const { return reviewTools_; }
 
 signals:
     // Declared with the overlay's interface; nothing emits them.
@@ -116,6 +119,7 @@ private:
     WidgetInformation* information_ = nullptr;
     QFutureWatcher<bool>* saveWatcher_ = nullptr;
     QTimer* clientTimer_ = nullptr;
+    ReviewTools* reviewTools_ = nullptr;
 };
 
 } // namespace VeldaClient

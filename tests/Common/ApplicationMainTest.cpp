@@ -71,6 +71,27 @@ private slots:
         QCOMPARE(probe.presses, 1);
     }
 
+    void aKeyTakerGoesFirstAndStopsTheHandlersOnlyWhenItTakes()
+    {
+        VeldaTest::KeyProbe probe;
+        QStringList calls;
+        bool take = true;
+        app()->registerKeyHandler(Qt::Key_J, [&calls](QObject*, QEvent*) {
+            calls << "handler";
+            return true;
+        });
+        app()->registerKeyTaker(Qt::Key_J, [&calls, &take](QObject*, QEvent*) {
+            calls << "taker";
+            return take;
+        });
+        QTest::keyClick(&probe, Qt::Key_J);
+        QCOMPARE(calls, QStringList({"taker"}));
+        take = false;
+        QTest::keyClick(&probe, Qt::Key_J);
+        QCOMPARE(calls, QStringList({"taker", "taker", "handler"}));
+        QCOMPARE(probe.presses, 0);
+    }
+
     void errorTextIsCutAt512Characters()
     {
         const std::runtime_error longError(std::string(600, 'x'));
