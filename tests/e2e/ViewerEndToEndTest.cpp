@@ -111,9 +111,10 @@ TEST(ViewerEndToEnd, streamsTheHouseMovesQuitsAndStartsAgainFromTheCache)
     ASSERT_FALSE(whole.isNull());
     // The 3D area: all but the title strip of 28 pixels.
     const QRect view(0, 28, whole.width(), whole.height() - 28);
-    // The sky: the band above the house, right of the setting menu and left
-    // of the mini map, is drawn smooth, not the bare clear colour.
-    const QRect band(300, view.top() + 10, view.width() - 440, 40);
+    // The sky: the band above the house, right of the setting menu and the
+    // review tools' buttons and left of the mini map, is drawn smooth, not
+    // the bare clear colour.
+    const QRect band(480, view.top() + 10, view.width() - 620, 40);
     const QRgb sky = meanColour(whole, band);
     EXPECT_GT(distance(sky, qRgb(138, 173, 208)), 20) << "no sky above";
     EXPECT_LT(shareUnlike(whole, band, sky), 0.05) << "the sky is not smooth";
