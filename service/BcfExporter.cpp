@@ -6,10 +6,10 @@
 #include "service/BcfDateTime.h"
 #include "service/BcfMarkup.h"
 #include "service/BcfVisInfo.h"
+#include "service/BcfXmlDocument.h"
 
 #include <QBuffer>
 #include <QUuid>
-#include <QXmlStreamWriter>
 
 namespace VeldaClient {
 
@@ -22,16 +22,10 @@ QString newGuid()
 
 QByteArray versionDocument()
 {
-    QByteArray bytes;
-    QXmlStreamWriter xml(&bytes);
-    xml.setAutoFormatting(true);
-    xml.writeStartDocument();
-    xml.writeStartElement("Version");
-    xml.writeAttribute("VersionId", "2.1");
-    xml.writeTextElement("DetailedVersion", "2.1");
-    xml.writeEndElement();
-    xml.writeEndDocument();
-    return bytes;
+    return bcfXmlDocument("Version", [](QXmlStreamWriter& xml) {
+        xml.writeAttribute("VersionId", "2.1");
+        xml.writeTextElement("DetailedVersion", "2.1");
+    });
 }
 
 QByteArray png(const QImage& picture)

@@ -2,7 +2,7 @@
 
 #include "service/BcfError.h"
 
-#include <QXmlStreamWriter>
+#include "service/BcfXmlDocument.h"
 
 namespace VeldaClient {
 
@@ -17,30 +17,24 @@ BcfViewpointRef viewpointRef(const BcfXmlNode& node)
 
 QByteArray BcfMarkup::write(const BcfTopic& topic)
 {
-    QByteArray bytes;
-    QXmlStreamWriter xml(&bytes);
-    xml.setAutoFormatting(true);
-    xml.writeStartDocument();
-    xml.writeStartElement("Markup");
-    xml.writeStartElement("Topic");
-    xml.writeAttribute("Guid", topic.guid);
-    xml.writeTextElement("Title", topic.title);
-    if (topic.index > 0)
-        xml.writeTextElement("Index", QString::number(topic.index));
-    xml.writeTextElement("CreationDate", topic.creationDate);
-    xml.writeTextElement("CreationAuthor", topic.creationAuthor);
-    xml.writeEndElement();
-    for (const BcfViewpointRef& ref : topic.viewpoints) {
-        xml.writeStartElement("Viewpoints");
-        xml.writeAttribute("Guid", ref.guid);
-        xml.writeTextElement("Viewpoint", ref.viewpoint);
-        if (!ref.snapshot.isEmpty())
-            xml.writeTextElement("Snapshot", ref.snapshot);
+    return bcfXmlDocument("Markup", [&topic](QXmlStreamWriter& xml) {
+        xml.writeStartElement("Topic");
+        xml.writeAttribute("Guid", topic.guid);
+        xml.writeTextElement("Title", topic.title);
+        if (topic.index > 0)
+            xml.writeTextElement("Index", QString::number(topic.index));
+        xml.writeTextElement("CreationDate", topic.creationDate);
+        xml.writeTextElement("CreationAuthor", topic.creationAuthor);
         xml.writeEndElement();
-    }
-    xml.writeEndElement();
-    xml.writeEndDocument();
-    return bytes;
+        for (const BcfViewpointRef& ref : topic.viewpoints) {
+            xml.writeStartElement("Viewpoints");
+            xml.writeAttribute("Guid", ref.guid);
+            xml.writeTextElement("Viewpoint", ref.viewpoint);
+            if (!ref.snapshot.isEmpty())
+                xml.writeTextElement("Snapshot", ref.snapshot);
+            xml.writeEndElement();
+        }
+    });
 }
 
 BcfTopic BcfMarkup::read(const BcfXmlNode& root, const std::string& entry)

@@ -2,7 +2,7 @@
 
 #include "service/BcfError.h"
 
-#include <QXmlStreamWriter>
+#include "service/BcfXmlDocument.h"
 
 #include <cmath>
 
@@ -87,46 +87,39 @@ bool BcfVisInfo::isIfcGuid(const std::string& id)
 
 QByteArray BcfVisInfo::write(const BcfVisualization& visualization)
 {
-    QByteArray bytes;
-    QXmlStreamWriter xml(&bytes);
-    xml.setAutoFormatting(true);
-    xml.writeStartDocument();
-    xml.writeStartElement("VisualizationInfo");
-    xml.writeAttribute("Guid", visualization.guid);
+    return bcfXmlDocument("VisualizationInfo", [&visualization](QXmlStreamWriter& xml) {
+        xml.writeAttribute("Guid", visualization.guid);
 
-    std::vector<std::string> ids;
-    for (const std::string& id : visualization.selection)
-        if (isIfcGuid(id))
-            ids.push_back(id);
-    if (!ids.empty()) {
-        xml.writeStartElement("Components");
-        xml.writeStartElement("Selection");
-        for (const std::string& id : ids) {
-            xml.writeEmptyElement("Component");
-            xml.writeAttribute("IfcGuid", QString::fromStdString(id));
+        std::vector<std::string> ids;
+        for (const std::string& id : visualization.selection)
+            if (isIfcGuid(id))
+                ids.push_back(id);
+        if (!ids.empty()) {
+            xml.writeStartElement("Components");
+            xml.writeStartElement("Selection");
+            for (const std::string& id : ids) {
+                xml.writeEmptyElement("Component");
+                xml.writeAttribute("IfcGuid", QString::fromStdString(id));
+            }
+            xml.writeEndElement();
+            // Required beside a selection; everything stays visible.
+            xml.writeEmptyElement("Visibility");
+            xml.writeAttribute("DefaultVisibility", "true");
+            xml.writeEndElement();
         }
-        xml.writeEndElement();
-        // Required beside a selection; everything stays visible.
-        xml.writeEmptyElement("Visibility");
-        xml.writeAttribute("DefaultVisibility", "true");
-        xml.writeEndElement();
-    }
 
-    const BcfCamera& camera = visualization.camera;
-    const bool orthogonal = camera.kind == BcfCamera::kOrthogonal;
-    xml.writeStartElement(orthogonal ? "OrthogonalCamera" : "PerspectiveCamera");
-    writeVector(xml, "CameraViewPoint", camera.viewPoint);
-    writeVector(xml, "CameraDirection", camera.direction);
-    writeVector(xml, "CameraUpVector", camera.upVector);
-    if (orthogonal)
-        xml.writeTextElement("ViewToWorldScale", number(camera.viewToWorldScale));
-    else  // to 1e-5 degrees: a float's noise would push 60 out of the 2.1 schema's range
-        xml.writeTextElement("FieldOfView", number(std::round(camera.fieldOfView * 1e5) / 1e5));
-    xml.writeEndElement();
-
-    xml.writeEndElement();
-    xml.writeEndDocument();
-    return bytes;
+        const BcfCamera& camera = visualization.camera;
+        const bool orthogonal = camera.kind == BcfCamera::kOrthogonal;
+        xml.writeStartElement(orthogonal ? "OrthogonalCamera" : "PerspectiveCamera");
+        writeVector(xml, "CameraViewPoint", camera.viewPoint);
+        writeVector(xml, "CameraDirection", camera.direction);
+        writeVector(xml, "CameraUpVector", camera.upVector);
+        if (orthogonal)
+            xml.writeTextElement("ViewToWorldScale", number(camera.viewToWorldScale));
+        else  // to 1e-5 degrees: a float's noise would push 60 out of the 2.1 schema's range
+            xml.writeTextElement("FieldOfView", number(std::round(camera.fieldOfView * 1e5) / 1e5));
+        xml.writeEndElement();
+    });
 }
 
 BcfVisualization BcfVisInfo::read(const BcfXmlNode& root, const std::string& entry)

@@ -8,8 +8,6 @@
 #include "ViewerTestSupport.h"
 
 #include <QFile>
-#include <QFileDialog>
-#include <QLineEdit>
 #include <QMenu>
 #include <QSignalSpy>
 
@@ -67,16 +65,6 @@ QStringList chooseFromMenu(WidgetThumbnail* place, const QString& entry)
     QContextMenuEvent event(QContextMenuEvent::Mouse, at, place->mapToGlobal(at));
     QApplication::sendEvent(place, &event);
     return seen;
-}
-
-// The file dialog that opens next gets `path` typed and Return.
-void fileDialogAnswers(const std::string& path)
-{
-    whenModal<QFileDialog>([path](QFileDialog* dialog) {
-        QLineEdit* name = dialog->findChild<QLineEdit*>("fileNameEdit");
-        name->setText(QString::fromStdString(path));
-        QTest::keyClick(name, Qt::Key_Return);
-    });
 }
 
 Velda::Camera orthographic(const Vector3& position, const Vector3& target)
@@ -143,7 +131,7 @@ private slots:
         places[2]->setComponents({kGlobalId});
         fillView(places[5], orthographic(Vector3(-2, 3, 6), Vector3()), Vector3(), qRgb(0, 200, 0));
         const std::string path = dir.file("views.bcf");
-        fileDialogAnswers(path);
+        answerNextFileDialog(path);
         chooseFromMenu(places[0], "导出 BCF");
         QVERIFY(exists(path));
         QCOMPARE(lastInfo(info), std::string("BCF 导出完毕: 2 个视图"));
@@ -151,7 +139,7 @@ private slots:
         // Place 1 taken meanwhile: the two come into 2 and 4.
         fillView(places[0], cameraAt(Vector3(5, 5, 5), Vector3()), Vector3(), qRgb(1, 1, 1));
         places[0]->setChanged(false);
-        fileDialogAnswers(path);
+        answerNextFileDialog(path);
         chooseFromMenu(places[7], "导入 BCF");
         QCOMPARE(lastInfo(info), std::string("BCF 导入完毕: 2 个视图"));
         expectSameView(places[2], places[1]);
@@ -162,7 +150,7 @@ private slots:
         // One free place left for two views.
         for (int i : {4, 6, 7, 8})
             fillView(places[static_cast<size_t>(i)], cameraAt(Vector3(1, 1, 1), Vector3()), Vector3(), qRgb(2, 2, 2));
-        fileDialogAnswers(path);
+        answerNextFileDialog(path);
         chooseFromMenu(places[0], "导入 BCF");
         QCOMPARE(lastInfo(info), std::string("BCF 导入完毕: 1 个视图, 1 个因没有空位未导入"));
         expectSameView(places[2], places[9]);
@@ -188,7 +176,7 @@ private slots:
 
         QStringList seen;
         answerNextBox(press("YesConfirm"), &seen);
-        fileDialogAnswers(path);
+        answerNextFileDialog(path);
         chooseFromMenu(two, "导入 BCF");
         QCOMPARE(seen, QStringList({"BCF 文件无法导入!", "压缩包含不安全的条目名称: ../evil.txt"}));
         QVERIFY(!QApplication::activeModalWidget());
