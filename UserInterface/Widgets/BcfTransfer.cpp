@@ -1,6 +1,7 @@
 #include "UserInterface/Widgets/BcfTransfer.h"
 
 #include "Common/GraphicsContext.h"
+#include "Common/ProjectLoader.h"
 #include "UserInterface/Widgets/DialogParent.h"
 #include "UserInterface/Widgets/WidgetMessageBox.h"
 #include "formats/ProjectProps.h"
@@ -14,6 +15,20 @@
 #include <QWidget>
 
 namespace VeldaClient {
+
+namespace {
+
+// Until the index arrived the scene has no scale: cameras would go out and
+// come in at the wrong size.
+bool modelKnown()
+{
+    const ProjectLoader* loader = GraphicsContext::instance()->projectLoader();
+    return !loader || loader->indexParsed();
+}
+
+const char* const kNotYet = "模型尚未加载, 请稍后再试!";
+
+} // namespace
 
 BcfTransfer::BcfTransfer(QWidget* owner, SavedViewGallery* gallery) : QObject(owner), owner_(owner), gallery_(gallery)
 {
@@ -38,6 +53,10 @@ BcfModelFrame BcfTransfer::modelFrame()
 void BcfTransfer::exportViews()
 {
     const std::vector<BcfView> views = BcfPlaces::filledViews(gallery_);
+    if (!modelKnown()) {
+        emit displayInfo(kNotYet);
+        return;
+    }
     if (views.empty()) {
         emit displayInfo("没有可导出的视图!");
         return;
@@ -54,6 +73,10 @@ void BcfTransfer::exportViews()
 
 void BcfTransfer::importViews()
 {
+    if (!modelKnown()) {
+        emit displayInfo(kNotYet);
+        return;
+    }
     const QString name =
         QFileDialog::getOpenFileName(dialogParent(owner_), tr("Open File"), QString(), "BCF (*.bcf *.bcfzip)");
     if (name.isEmpty())
