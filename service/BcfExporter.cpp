@@ -9,6 +9,7 @@
 #include "service/BcfXmlDocument.h"
 
 #include <QBuffer>
+#include <QFile>
 #include <QUuid>
 
 namespace VeldaClient {
@@ -71,7 +72,12 @@ QByteArray BcfExporter::archive(const std::vector<BcfView>& views) const
 bool BcfExporter::write(const std::string& path, const std::vector<BcfView>& views) const
 {
     const QByteArray bytes = archive(views);
-    return !bytes.isEmpty() && Velda::writeFileAtomically(path, bytes.constData(), static_cast<size_t>(bytes.size()));
+    if (bytes.isEmpty() || !Velda::writeFileAtomically(path, bytes.constData(), static_cast<size_t>(bytes.size())))
+        return false;
+    // The temporary file it came from was the owner's alone; this one is to be handed on.
+    QFile::setPermissions(QString::fromStdString(path),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+    return true;
 }
 
 } // namespace VeldaClient

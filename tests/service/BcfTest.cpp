@@ -233,6 +233,9 @@ TEST(Bcf, TheExportedFileHoldsWhatTheBcf21SchemasRequire)
         view(4, orthographicAt(Vector3(0, -1, 8), Vector3(), 2.0f), qRgb(4, 5, 6))};
     const std::string path = dir.file("views.bcf");
     ASSERT_TRUE(BcfExporter(millimetreModel()).write(path, views));
+    // Written whole through a private temporary file, then readable by others.
+    EXPECT_TRUE(QFile::permissions(QString::fromStdString(path)) & QFile::ReadOther);
+    EXPECT_EQ(VeldaTest::filesBelow(dir.path()), std::set<std::string>{"views.bcf"});
 
     const BcfArchiveReader archive(path);
     std::set<std::string> folders;
