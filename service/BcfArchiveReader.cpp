@@ -54,7 +54,7 @@ BcfArchiveReader::BcfArchiveReader(const std::string& path, const Limits& limits
     zip_source_t* source = zip_source_buffer_create(bytes_.constData(), static_cast<zip_uint64_t>(bytes_.size()), 0,
                                                     &error);
     if (source)
-        archive_ = zip_open_from_source(source, ZIP_RDONLY, &error);
+        archive_.reset(zip_open_from_source(source, ZIP_RDONLY, &error));
     zip_error_fini(&error);
     if (!archive_) {
         if (source)
@@ -62,7 +62,7 @@ BcfArchiveReader::BcfArchiveReader(const std::string& path, const Limits& limits
         throw BcfError(kBroken);
     }
 
-    const zip_int64_t count = zip_get_num_entries(archive_, 0);
+    const zip_int64_t count = zip_get_num_entries(archive_.get(), 0);
     if (count < 0)
         throw BcfError(kBroken);
     if (count > limits.entries)
@@ -71,7 +71,7 @@ BcfArchiveReader::BcfArchiveReader(const std::string& path, const Limits& limits
     for (zip_int64_t i = 0; i < count; ++i) {
         zip_stat_t stat;
         zip_stat_init(&stat);
-        if (zip_stat_index(archive_, static_cast<zip_uint64_t>(i), 0, &stat) != 0 || !(stat.valid & ZIP_STAT_NAME) ||
+        if (zip_stat_index(archive_.get(), static_cast<zip_uint64_t>(i), 0, &stat) != 0 || !(stat.valid & ZIP_STAT_NAME) ||
             !(stat.valid & ZIP_STAT_SIZE))
             throw BcfError(kBroken);
         const std::string entry = stat.name;
@@ -92,10 +92,11 @@ BcfArchiveReader::BcfArchiveReader(const std::string& path, const Limits& limits
     }
 }
 
-BcfArchiveReader::~BcfArchiveReader()
+BcfArchiveReader::~BcfArchiveReader() = default;
+
+void BcfArchiveReader::Discard::operator()(::zip* archive) const
 {
-    if (archive_)
-        zip_discard(archive_);
+    zip_discard(archive);
 }
 
 QByteArray BcfArchiveReader::read(const std::string& name, uint64_t limit) const
@@ -106,7 +107,7 @@ QByteArray BcfArchiveReader::read(const std::string& name, uint64_t limit) const
     const uint64_t declared = sizes_.at(name);
     if (declared > limit)
         throw BcfError(kTooLarge);
-    zip_file_t* entry = zip_fopen_index(archive_, found->second, 0);
+    zip_file_t* entry = zip_fopen_index(archive_.get(), found->second, 0);
     if (!entry)
         throw BcfError(kBroken);
     // One byte more than declared tells an entry that inflates beyond its word.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,8 +46,12 @@ public:
     static bool safeName(const std::string& name);
 
 private:
+    // Discards the archive also when the constructor throws half way.
+    struct Discard {
+        void operator()(::zip* archive) const;
+    };
     QByteArray bytes_;
-    ::zip* archive_ = nullptr;
+    std::unique_ptr<::zip, Discard> archive_;
     std::map<std::string, uint64_t> index_;
     std::map<std::string, uint64_t> sizes_;
     std::vector<std::string> files_;
