@@ -52,11 +52,11 @@ BcfModelFrame BcfTransfer::modelFrame()
 
 void BcfTransfer::exportViews()
 {
-    const std::vector<BcfView> views = BcfPlaces::filledViews(gallery_);
     if (!modelKnown()) {
         emit displayInfo(kNotYet);
         return;
     }
+    const std::vector<BcfView> views = BcfPlaces::filledViews(gallery_);
     if (views.empty()) {
         emit displayInfo("没有可导出的视图!");
         return;
