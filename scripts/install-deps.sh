@@ -10,7 +10,7 @@ PACKAGES=(
   libglew-dev libglu1-mesa-dev libgl-dev libfreeimage-dev
   libcurl4-openssl-dev zlib1g-dev rapidjson-dev libeasyloggingpp-dev
   libassimp-dev assimp-testmodels libifcplusplus-dev libboost-dev libcpp-httplib-dev libssl-dev
-  libsqlite3-dev sqlite3
+  libsqlite3-dev sqlite3 libzip-dev libxml2-utils
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0 libegl1 libegl-dev
   glslang-tools fonts-wqy-microhei imagemagick xdotool

@@ -47,6 +47,11 @@ public:
     // The picture the place shows; null when it shows none.
     virtual QImage picture() const = 0;
     virtual void setPicture(const QImage& picture) = 0;
+    // The IFC GlobalIds of the objects selected with the view. Kept in
+    // memory only, never in the service's record, and changing them raises
+    // no flag; a place that keeps no selection has none.
+    virtual std::vector<std::string> components() const { return {}; }
+    virtual void setComponents(const std::vector<std::string>&) {}
 };
 
 // The ten places in number order.

@@ -2,6 +2,7 @@
 
 #include "Common/ApplicationMain.h"
 #include "Common/GraphicsContext.h"
+#include "UserInterface/Widgets/BcfTransfer.h"
 #include "UserInterface/Widgets/DialogParent.h"
 #include "UserInterface/Widgets/KeyHandler.h"
 #include "UserInterface/Widgets/WidgetScrollArea.h"
@@ -29,6 +30,9 @@ void WidgetGallery::initializeControls()
     container_ = new QWidget();
     layout_ = new QHBoxLayout();
     group_ = new QButtonGroup(this);
+    BcfTransfer* bcf = new BcfTransfer(this, this);
+    connect(bcf, SIGNAL(fetchRadValue()), this, SIGNAL(fetchRadValue()));
+    connect(bcf, SIGNAL(displayInfo(std::string)), this, SIGNAL(displayInfo(std::string)));
 
     for (int i = 1; i <= 10; ++i) {
         WidgetThumbnail* thumbnail = new WidgetThumbnail(container_);
@@ -40,6 +44,8 @@ void WidgetGallery::initializeControls()
         connect(thumbnail, SIGNAL(isGalleryEmpty()), this, SLOT(isGalleryEmpty()));
         connect(thumbnail, SIGNAL(displayInfo(std::string)), this, SIGNAL(displayInfo(std::string)));
         connect(thumbnail, SIGNAL(mousePress(QPoint)), this, SLOT(mousePress(QPoint)));
+        connect(thumbnail, &WidgetThumbnail::exportBcf, bcf, &BcfTransfer::exportViews);
+        connect(thumbnail, &WidgetThumbnail::importBcf, bcf, &BcfTransfer::importViews);
         thumbnails_.push_back(thumbnail);
         layout_->addWidget(thumbnail);
         group_->addButton(thumbnail, -1);

@@ -64,6 +64,13 @@ void WidgetThumbnail::initializeControls()
     menu_->addSeparator();
     menu_->addAction(downloadOneAction_);
     menu_->addAction(downloadAllAction_);
+    exportBcfAction_ = new QAction("导出 BCF", this);
+    importBcfAction_ = new QAction("导入 BCF", this);
+    connect(exportBcfAction_, SIGNAL(triggered(bool)), this, SIGNAL(exportBcf(bool)));
+    connect(importBcfAction_, SIGNAL(triggered(bool)), this, SIGNAL(importBcf(bool)));
+    menu_->addSeparator();
+    menu_->addAction(exportBcfAction_);
+    menu_->addAction(importBcfAction_);
     setCheckable(true);
     setAutoExclusive(true);
     reset();
@@ -122,6 +129,7 @@ void WidgetThumbnail::reset()
     time_.clear();
     qemidText_.clear();
     md5_.clear();
+    components_.clear();
     lr_ = 0.0f;
     tr_ = 0.0f;
     hasImage_ = false;
@@ -245,7 +253,9 @@ void WidgetThumbnail::contextMenuEvent(QContextMenuEvent* event)
     const bool filled = hasImage();
     deleteAction_->setEnabled(filled);
     downloadOneAction_->setEnabled(filled);
-    downloadAllAction_->setEnabled(!emit isGalleryEmpty());
+    const bool empty = emit isGalleryEmpty();
+    downloadAllAction_->setEnabled(!empty);
+    exportBcfAction_->setEnabled(!empty);
     // A real popup of the window, not one embedded in the graphics scene:
     // it takes the keyboard, and may reach beyond the view.
     QWidget* owner = dialogParent(this);

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 class QAction;
 class QFrame;
@@ -60,6 +61,8 @@ public:
     // The picture the button shows (the mask for an empty place).
     QImage picture() const override { return locked(picture_); }
     void setPicture(const QImage& picture) override;
+    std::vector<std::string> components() const override { return locked(components_); }
+    void setComponents(const std::vector<std::string>& ids) override { store(components_, ids); }
 
     // The present view with its picture: the live camera and pivot; selected.
     void storeView(const QImage& picture);
@@ -89,6 +92,9 @@ signals:
     bool isGalleryEmpty();
     void displayInfo(std::string info);
     void mousePress(QPoint pos);
+    // The menu's BCF entries, for the gallery: all views out, views in.
+    void exportBcf(bool flag);
+    void importBcf(bool flag);
 
 protected slots:
     // A click: select, and fly the camera to the view if there is one.
@@ -134,6 +140,8 @@ private:
     QAction* deleteAction_ = nullptr;
     QAction* downloadOneAction_ = nullptr;
     QAction* downloadAllAction_ = nullptr;
+    QAction* exportBcfAction_ = nullptr;
+    QAction* importBcfAction_ = nullptr;
     QFrame* cover_ = nullptr;
     QFrame* numberFrame_ = nullptr;
     QFrame* numberBackground_ = nullptr;
@@ -150,6 +158,7 @@ private:
     std::wstring user_;
     std::string img_;
     QImage picture_;
+    std::vector<std::string> components_;
     std::atomic<bool> transitionRunning_{false};
     QPointer<FlightTimer> flight_;
     int pressX_ = 0;

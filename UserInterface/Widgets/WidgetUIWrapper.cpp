@@ -227,6 +227,10 @@ void WidgetUIWrapper::_switchSelectedItem(bool)
                                .arg(QString::fromStdWString(selected->user()))
                                .arg(timePart)
                                .arg(QString::fromStdString(selected->qemidText()));
+    // A view that came with selected objects (from BCF) selects them again.
+    const std::vector<std::string> components = selected->components();
+    if (!components.empty())
+        reviewTools_->selectSources(components);
     // A new selection stops the flight of every other view.
     for (WidgetThumbnail* thumbnail : gallery_->thumbnails())
         if (!thumbnail->isChecked())
@@ -264,6 +268,9 @@ void WidgetUIWrapper::_takeScreenShot()
     }
 
     emit screenShot(target);
+    // The objects selected with it go out with the view as BCF; a view
+    // taken with none keeps none.
+    target->setComponents(reviewTools_->selectedSources());
     target->setLr(sunDial_->lr());
     target->setTr(sunDial_->tr());
     target->setHasImage(true);

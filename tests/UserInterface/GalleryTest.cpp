@@ -20,7 +20,6 @@
 #include "ViewerTestSupport.h"
 
 #include <QDialog>
-#include <QFileDialog>
 #include <QLineEdit>
 #include <QRegularExpression>
 #include <QScrollBar>
@@ -72,16 +71,6 @@ std::unique_ptr<WidgetGallery> shownGallery(Sun* sun = nullptr)
     if (!QTest::qWaitForWindowExposed(gallery.get()))
         qWarning("the gallery was not exposed");
     return gallery;
-}
-
-// The file dialog that opens next gets `path` typed and Return, as a user does.
-void saveAsNext(const std::string& path)
-{
-    whenModal<QFileDialog>([path](QFileDialog* dialog) {
-        QLineEdit* name = dialog->findChild<QLineEdit*>("fileNameEdit");
-        name->setText(QString::fromStdString(path));
-        QTest::keyClick(name, Qt::Key_Return);
-    });
 }
 
 // The overlay as the scene holds it, shown; the scene's grab of the frame
@@ -270,10 +259,10 @@ private slots:
         WidgetThumbnail* three = gallery->thumbnails()[2];
         fillView(three, cameraAt(Vector3(1, 2, 3), Vector3()), Vector3(), qRgb(9, 9, 9));
         fillView(gallery->thumbnails()[6], cameraAt(Vector3(4, 5, 6), Vector3()), Vector3(), qRgb(8, 8, 8));
-        saveAsNext(dir.file("three.ms"));
+        answerNextFileDialog(dir.file("three.ms"));
         QMetaObject::invokeMethod(three, "saveThumbnailScript");
         QCOMPARE(fileText(dir.file("three.ms")), viewScriptLine(three));
-        saveAsNext(dir.file("all.ms"));
+        answerNextFileDialog(dir.file("all.ms"));
         emit three->saveAllThumbnailScript(true);
         QCOMPARE(fileText(dir.file("all.ms")), exportViewsScript(gallery.get()));
         QVERIFY(exportViewsScript(gallery.get()).find("QEMCam7") != std::string::npos);

@@ -2,6 +2,8 @@
 
 #include "jobs/FileHelpers.h"
 
+#include <QFileDialog>
+#include <QLineEdit>
 #include <QMouseEvent>
 #include <QThreadPool>
 
@@ -74,6 +76,15 @@ void answerNextBox(std::function<void(VeldaClient::WidgetMessageBox*)> answer, Q
                 (label->property("DialogQuestion").toBool() || label->property("DialogInfo").toBool()))
                 *seen << label->text();
         answer(box);
+    });
+}
+
+void answerNextFileDialog(const std::string& path)
+{
+    whenModal<QFileDialog>([path](QFileDialog* dialog) {
+        QLineEdit* name = dialog->findChild<QLineEdit*>("fileNameEdit");
+        name->setText(QString::fromStdString(path));
+        QTest::keyClick(name, Qt::Key_Return);
     });
 }
 

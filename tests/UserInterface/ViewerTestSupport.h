@@ -96,6 +96,9 @@ void whenModal(std::function<void(T*)> act)
 // Answers the next message box; `seen` receives its question and, when
 // shown, its detail line.
 void answerNextBox(std::function<void(VeldaClient::WidgetMessageBox*)> answer, QStringList* seen = nullptr);
+// The file dialog that opens next gets `path` typed and Return, as a user does.
+void answerNextFileDialog(const std::string& path);
+
 // An answer for answerNextBox: a click on "YesConfirm" or "NoConfirm".
 std::function<void(VeldaClient::WidgetMessageBox*)> press(const char* button);
 

@@ -132,7 +132,7 @@ std::string questionWindow()
 // context menu), or "".
 std::string menuWindow()
 {
-    return viewerWindow([](int w, int h) { return w > 0 && w < 300 && h > 0 && h < 160; });
+    return viewerWindow([](int w, int h) { return w > 0 && w < 300 && h > 0 && h < 240; });
 }
 
 // Answers the open question with its "确定(&O)".
@@ -271,10 +271,10 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     const QPoint two = r.topLeft() + thumbnail(2).center();
     ASSERT_EQ(ViewerSession::xdotool({"mousemove", std::to_string(two.x()), std::to_string(two.y()), "click", "3"}),
               0);
-    // The menu opens at the pointer; its first entry is "删除".
+    // The menu opens at the pointer, or above it when it does not fit below;
+    // its first entry is "删除".
     ASSERT_TRUE(waitUntil([]() { return !menuWindow().empty(); }, 30000)) << "no menu";
-    ASSERT_EQ(ViewerSession::xdotool({"mousemove", std::to_string(two.x() + 30), std::to_string(two.y() + 12),
-                                      "sleep", "0.3", "click", "1"}),
+    ASSERT_EQ(ViewerSession::xdotool({"mousemove", "--window", menuWindow(), "30", "12", "sleep", "0.3", "click", "1"}),
               0);
     ASSERT_TRUE(waitUntil([]() { return !questionWindow().empty(); }, 10000)) << "no question";
     ASSERT_EQ(answerYes(), 0);
