@@ -11,6 +11,7 @@
 #include "UserInterface/Widgets/WidgetReviewOverlay.h"
 #include "UserInterface/Widgets/WidgetSectionPanel.h"
 #include "formats/ProjectProps.h"
+#include "log/Log.h"
 #include "render/Context3d.h"
 #include "scene/Measurement.h"
 #include "scene/SceneObjects.h"
@@ -141,6 +142,7 @@ void ReviewTools::select(const std::vector<uint32_t>& objects)
     const std::vector<uint32_t>& selection = review().selection();
     GraphicsContext* hub = GraphicsContext::instance();
     panel_->showObject(selection.empty() ? nullptr : Velda::meshAt(scene(), selection.back()), hub->projectProps());
+    VLOG << "review: " << selection.size() << " selected; " << panel_->summary().toStdString();
     changed();
 }
 

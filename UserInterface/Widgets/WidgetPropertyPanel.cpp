@@ -120,6 +120,14 @@ QString WidgetPropertyPanel::valueOf(const QTreeWidgetItem* row)
     return row ? row->text(1) : QString();
 }
 
+QString WidgetPropertyPanel::summary() const
+{
+    QStringList rows;
+    for (QTreeWidgetItemIterator it(tree_); *it; ++it)
+        rows << (*it)->text(0) + "=" + valueOf(*it);
+    return rows.join("; ");
+}
+
 void WidgetPropertyPanel::_contextMenu(const QPoint& at)
 {
     QTreeWidgetItem* row = tree_->itemAt(at);

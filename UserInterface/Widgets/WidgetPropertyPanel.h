@@ -32,6 +32,8 @@ public:
     QTreeWidget* tree() const { return tree_; }
     // The value of a row: its second column.
     static QString valueOf(const QTreeWidgetItem* row);
+    // Every row as "name=value", "; " between them, for the log.
+    QString summary() const;
 
 private slots:
     void _contextMenu(const QPoint& at);
