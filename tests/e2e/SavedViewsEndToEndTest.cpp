@@ -167,9 +167,9 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
         return once(session, [number](const QImage& shot) { return selected(shot, number); }, name);
     };
 
-    // Step back out of the house, a wheel step a second.
+    // The start view shows the whole house: no step back. The pointer rests in the view.
     const std::string cx = std::to_string(r.x() + 600), cy = std::to_string(r.y() + 330);
-    ASSERT_EQ(ViewerSession::xdotool({"mousemove", cx, cy, "click", "--repeat", "12", "--delay", "1000", "5"}), 0);
+    ASSERT_EQ(ViewerSession::xdotool({"mousemove", cx, cy}), 0);
     const QImage start = session.steadyScreenshot("start");
 
     // The time dial's outer handle, dragged from `from` to `to` (angles
@@ -192,6 +192,14 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     // returns to is lit from the dial's angles, not from the start's light.
     const QImage early = dragDial(3 * M_PI / 4, 2.6, start, "early");
     ASSERT_FALSE(early.isNull()) << "the dial's handle did not move";
+    // A left drag turns away from the start view: view 1 is a place of its own.
+    ASSERT_EQ(ViewerSession::xdotool({"mousemove", cx, cy, "mousedown", "1", "mousemove",
+                                      std::to_string(r.x() + 750), cy, "mouseup", "1"}),
+              0);
+    const QImage turned = once(
+        session, [&](const QImage& shot) { return meanDifference(early.copy(kPicture), shot.copy(kPicture)) > 3.0; },
+        "turned");
+    ASSERT_FALSE(turned.isNull()) << "the drag did not turn the view";
 
     // View 1: its thumbnail appears in place 1.
     ASSERT_EQ(key("space"), 0);
