@@ -5,9 +5,10 @@
 # display it runs the viewer under Xvfb and waits until the house is ready
 # (the start view shows the whole house). Then it saves screenshots of the
 # window (the house, the setting panel, the gallery with three saved views,
-# the question on closing) and prints their paths; it answers the question with yes, so
-# the views go to the service. Everything it started ends with the viewer or
-# on Ctrl+C.
+# the question on closing) and prints their paths; it answers the question
+# with yes, so the views go to the service. Last it opens the house's IFC
+# file directly (velda-viewer FILE) and keeps a screenshot of its start.
+# Everything it started ends with the viewer or on Ctrl+C.
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -143,3 +144,19 @@ case "$RECORD" in
   *'\"3\"'*) echo "demo: the service keeps the three views; the next start shows them again" ;;
   *) echo "demo: the service did not get the views: $RECORD" >&2; exit 1 ;;
 esac
+
+# The same house straight from its IFC file, with no client and no service:
+# packed into an empty application data folder and shown whole at start.
+HOUSE=/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc
+APPDATA="$WORK/file-appdata" "$BIN/velda-viewer" "$HOUSE" > "$WORK/file-viewer.out" 2>&1 &
+VIEWER=$!
+PIDS+=("$VIEWER")
+wait_for 120 bash -c "xdotool search --onlyvisible --name 岚舟三维浏览器 > /dev/null 2>&1" ||
+  { echo "demo: velda-viewer $HOUSE showed no window" >&2; exit 1; }
+WINDOW="$(xdotool search --onlyvisible --name "岚舟三维浏览器" | head -n 1)"
+eval "$(xdotool getwindowgeometry --shell "$WINDOW")"
+sleep 2
+shot open-file
+echo "demo: velda-viewer $HOUSE at start: $SHOT_DIR/open-file.png"
+key Escape
+wait_for 30 bash -c "! kill -0 $VIEWER 2> /dev/null" || { echo "demo: the viewer did not close" >&2; exit 1; }
