@@ -10,6 +10,7 @@
 #include "Common/ViewerArguments.h"
 #include "formats/TextHelpers.h"
 
+#include "Process.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -32,13 +33,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-ViewerArguments parse(std::vector<std::string> args)
+ViewerArguments parse(const std::vector<std::string>& args)
 {
-    args.insert(args.begin(), "velda-viewer");
-    std::vector<char*> argv;
-    for (std::string& a : args)
-        argv.push_back(&a[0]);
-    return ViewerArguments::parse(static_cast<int>(argv.size()), argv.data());
+    VeldaTest::ArgumentVector command("velda-viewer", args);
+    return ViewerArguments::parse(command.argc(), command.argv());
 }
 
 void write(const std::string& path, const std::string& text)
