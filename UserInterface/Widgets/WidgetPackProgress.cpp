@@ -49,10 +49,13 @@ WidgetPackProgress::WidgetPackProgress(LocalModelJob* job_, QWidget* parent) : W
         if (label->property("DialogInfo").toBool())
             if (QBoxLayout* texts = layoutHolding(label)) {
                 bar = new QProgressBar();
+                bar->setObjectName("PackProgressBar");
                 bar->setRange(0, 100);
                 bar->setTextVisible(false);
                 bar->setFixedSize(250, 8);
+                texts->setSpacing(2);  // three rows where the box has two
                 texts->addWidget(bar);
+                texts->addSpacing(10);
             }
     }
     connect(job, SIGNAL(progress(double, QString)), this, SLOT(_progress(double, QString)));

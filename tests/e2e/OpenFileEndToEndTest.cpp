@@ -7,6 +7,7 @@
 // one message and exit code 1, and cancelling a long packing leaves
 // nothing behind. Prints the time from the command to the first picture,
 // cold and warm.
+#include "Process.h"
 #include "TempDir.h"
 #include "ViewerScreen.h"
 #include "ViewerSession.h"
@@ -190,6 +191,14 @@ TEST(OpenFileEndToEnd, whatCannotBeOpenedGivesOneMessageAndExitOne)
     std::ofstream(dir.file("not-a-model.ifc")) << "This is a letter, not a building.\n";
     fs::create_directory(dir.file("no-project"));
     std::ofstream(dir.file("no-project/readme.txt")) << "no index here\n";
+
+    // The command line itself: the usage, and two models refused before any window.
+    const ProcessResult help = runProcess({VELDA_VIEWER_PATH, "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_EQ(help.out.rfind("usage: velda-viewer", 0), 0u) << help.out;
+    const ProcessResult two = runProcess({VELDA_VIEWER_PATH, dir.file("a.ifc"), dir.file("b.ifc")});
+    EXPECT_EQ(two.exitCode, 2);
+    EXPECT_EQ(two.err.rfind("velda-viewer: one model at a time", 0), 0u) << two.err;
 
     for (const std::string& model : {dir.file("missing.ifc"), dir.file("no-project"), dir.file("not-a-model.ifc")}) {
         SCOPED_TRACE(model);
