@@ -16,7 +16,8 @@ DEB="$(ls "$WORK"/velda-viewer_*.deb)"
 [ -f "$DEB" ] || fail "no velda-viewer_*.deb"
 
 INFO="$(dpkg-deb --info "$DEB")"
-field() { dpkg-deb --field "$DEB" "$1"; }
+field() { sed -n "s/^ $1: //p" <<< "$INFO"; }
+[ "$(field Architecture)" = "$(dpkg --print-architecture)" ] || fail "the architecture"
 [ "$(field Package)" = "velda-viewer" ] || fail "the package's name"
 [ "$(field Section)" = "graphics" ] || fail "the section"
 DEPENDS="$(field Depends)"
