@@ -13,6 +13,7 @@
 #include "scene/SceneRoot.h"
 #include "scene/ViewerDefaults.h"
 #include "service/QemDllImport.h"
+#include "service/ServedViewStore.h"
 
 #include <QSysInfo>
 
@@ -148,6 +149,8 @@ void GraphicsContext::addPivotListener(PivotListener listener)
 ProjectInfo* GraphicsContext::projectInfo()
 {
     std::lock_guard<std::mutex> lock(projectInfoMutex_);
+    if (projectInfoPreset_)
+        return projectInfo_.get();
     UserSignInfo user;
     if (!projectInfo_) {
         projectInfo_.reset(new ProjectInfo());
@@ -164,6 +167,25 @@ ProjectInfo* GraphicsContext::projectInfo()
     if (QemDllImport::readUserSignInfo(projectInfo_->qemid, user))
         projectInfo_->signText = Velda::utf16ToWide(user.signText, 128);
     return projectInfo_.get();
+}
+
+void GraphicsContext::presetProjectInfo(const ProjectInfo& info)
+{
+    std::lock_guard<std::mutex> lock(projectInfoMutex_);
+    projectInfo_.reset(new ProjectInfo(info));
+    projectInfoPreset_ = true;
+}
+
+SavedViewStore* GraphicsContext::savedViewStore()
+{
+    if (!savedViewStore_)
+        savedViewStore_.reset(new ServedViewStore());
+    return savedViewStore_.get();
+}
+
+void GraphicsContext::setSavedViewStore(std::unique_ptr<SavedViewStore> store)
+{
+    savedViewStore_ = std::move(store);
 }
 
 std::wstring GraphicsContext::signText()

@@ -23,6 +23,7 @@ namespace VeldaClient {
 
 class ApplicationMain;
 class ProjectLoader;
+class SavedViewStore;
 
 // The hub of the viewer: a lazily created process-wide singleton that owns
 // the scene (with the camera and the sun-like spot light in it), the project's
@@ -75,6 +76,12 @@ public:
     // A copy of the sign text as it stands, for calls made off the GUI
     // thread while the client poll may be renewing it.
     std::wstring signText();
+    // A model opened from a file: the project and the user as given, never
+    // asked of the sign module.
+    void presetProjectInfo(const ProjectInfo& info);
+    // Where the saved views are kept: the web service unless set.
+    SavedViewStore* savedViewStore();
+    void setSavedViewStore(std::unique_ptr<SavedViewStore> store);
 
     // Where the project's bundles are fetched from: the root path, or a
     // file:/// folder of the cache.
@@ -118,6 +125,8 @@ private:
     ApplicationMain* application_ = nullptr;
     std::unique_ptr<ProjectInfo> projectInfo_;
     std::mutex projectInfoMutex_;  // the sign text is renewed while a save reads it
+    bool projectInfoPreset_ = false;
+    std::unique_ptr<SavedViewStore> savedViewStore_;
     std::string rootPath_;
     std::string projectRoot_;
     int flights_ = 0;

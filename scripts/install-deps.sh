@@ -14,6 +14,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libx11-dev xvfb xauth x11-utils mesa-utils libgl1-mesa-dri libglx-mesa0 libegl-mesa0 libegl1 libegl-dev
   glslang-tools fonts-wqy-microhei imagemagick xdotool
+  xdg-utils libfile-mimeinfo-perl desktop-file-utils shared-mime-info dpkg-dev lintian
 )
 
 missing=()

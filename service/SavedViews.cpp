@@ -3,6 +3,7 @@
 #include "Common/GraphicsContext.h"
 #include "formats/TextHelpers.h"
 #include "service/JsonText.h"
+#include "service/SavedViewStore.h"
 #include "service/WebService.h"
 
 #include <QBuffer>
@@ -197,7 +198,7 @@ void ensureThumbnailUploaded(SavedViewSlot* view)
     // skipped as unchanged.
     std::string img;
     try {
-        img = WebService::uploadThumbnail(path);
+        img = GraphicsContext::instance()->savedViewStore()->storeThumbnail(path);
     } catch (...) {
         view->setMd5(sent);
         throw;
@@ -270,7 +271,7 @@ void restoreView(SavedViewSlot* view, const std::string& json)
 
     const std::string img = stringOr(root, "img");
     if (!img.empty()) {
-        const std::string local = WebService::downloadThumbnail(img);
+        const std::string local = GraphicsContext::instance()->savedViewStore()->fetchThumbnail(img);
         const QString localFile = QString::fromStdString(local);
         view->setPicture(QImage(localFile));
         view->setMd5(WebService::fileMd5Hex(local));

@@ -8,7 +8,7 @@
 #include "UserInterface/Widgets/WidgetScrollArea.h"
 #include "UserInterface/Widgets/WidgetThumbnail.h"
 #include "service/SavedViews.h"
-#include "service/WebService.h"
+#include "service/SavedViewStore.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>
@@ -67,7 +67,7 @@ void WidgetGallery::initializeControls()
     setAcceptDrops(true);
 
     // Blocking: the window opens with the views that the service keeps.
-    applySavedViews(this, WebService::readRecordInfo());
+    applySavedViews(this, GraphicsContext::instance()->savedViewStore()->readRecord());
 }
 
 std::vector<SavedViewSlot*> WidgetGallery::viewSlots() const

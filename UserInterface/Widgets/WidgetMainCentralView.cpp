@@ -11,6 +11,7 @@
 #include "scene/Camera.h"
 #include "service/ClientMessage.h"
 #include "service/QemDllImport.h"
+#include "service/SavedViewStore.h"
 
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -96,7 +97,12 @@ void WidgetMainCentralView::initializeControls()
     setLayout(layout);
     setAcceptDrops(true);
 
-    clientWindow_ = QemDllImport::msgHandle(info->qemid);
+    // The feedback goes to the companion client; a model opened from a
+    // file has none.
+    if (GraphicsContext::instance()->savedViewStore()->followsClient())
+        clientWindow_ = QemDllImport::msgHandle(info->qemid);
+    else
+        feedback_->hide();
 
     ApplicationMain* application = GraphicsContext::instance()->application();
     if (application) {

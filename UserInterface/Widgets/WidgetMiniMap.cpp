@@ -3,6 +3,7 @@
 #include "Common/GraphicsContext.h"
 #include "UserInterface/Widgets/CameraFlight.h"
 #include "UserInterface/Widgets/FlightTimer.h"
+#include "render/Context3d.h"
 #include "scene/SceneRoot.h"
 
 #include <QLabel>
@@ -39,6 +40,9 @@ void WidgetMiniMap::initializeControls()
             self->placeMarker(pivot);
     });
     setObjectName("MiniMap");
+    // The specified path keeps the specified start view, for comparison.
+    if (GraphicsContext::instance()->context3d()->faithful)
+        framing_.setStartView(Velda::MiniMapFraming::StartView::Specified);
 }
 
 void WidgetMiniMap::placeMarker(const Velda::Vector3& pivot)

@@ -14,8 +14,8 @@
 #include "UserInterface/Widgets/WidgetSettingPanel.h"
 #include "UserInterface/Widgets/WidgetThumbnail.h"
 #include "service/QemDllImport.h"
+#include "service/SavedViewStore.h"
 #include "service/SavedViews.h"
-#include "service/WebService.h"
 
 #include <QApplication>
 #include <QDateTime>
@@ -159,7 +159,9 @@ void WidgetUIWrapper::initializeControls()
         application->registerKeyHandler(Qt::Key_Escape, keyHandler(this, &WidgetUIWrapper::_quitConfirm));
         application->registerKeyHandler(Qt::Key_Space, keyHandler(this, &WidgetUIWrapper::_takeViewKey));
     }
-    clientTimer_->start();
+    // A model opened from a file has no companion client to follow.
+    if (GraphicsContext::instance()->savedViewStore()->followsClient())
+        clientTimer_->start();
 }
 
 bool WidgetUIWrapper::_toggleGallery(QObject*, QKeyEvent*)
@@ -297,12 +299,12 @@ void WidgetUIWrapper::_takeScreenShot()
 
 bool WidgetUIWrapper::_saveInfo(bool)
 {
-    const int32_t qemid = GraphicsContext::instance()->projectInfo()->qemid;
-    if (QemDllImport::clientState(qemid) != 1)
+    SavedViewStore* store = GraphicsContext::instance()->savedViewStore();
+    if (!store->canSave())
         return false;
     // Pictures go up inside the record, the record before the script.
-    WebService::saveRecord(serializeAllViews(gallery_));
-    WebService::saveCameras(exportViewsScript(gallery_));
+    store->saveRecord(serializeAllViews(gallery_));
+    store->saveScript(exportViewsScript(gallery_));
     gallery_->clearChanged();
     return true;
 }

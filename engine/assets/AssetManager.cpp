@@ -152,7 +152,7 @@ AssetBinary* AssetManager::loadBinary(const std::string& url, Callback callback)
 {
     const std::string key = binaryPrefix_ + url;
     if (configPending_ && contains(url, "index") && !contains(url, "SkyResources")) {
-        if (!contains(url, "Cache"))
+        if (!contains(url, "Cache") && !DiskCache::isFileAddress(url))
             configLine_ = url + "\n";
         else
             configPending_ = false;

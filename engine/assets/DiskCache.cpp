@@ -36,7 +36,7 @@ bool contains(const std::string& text, const char* part)
 
 bool isLocal(const std::string& url)
 {
-    return contains(url, "Cache") || contains(url, "SkyResources");
+    return contains(url, "Cache") || contains(url, "SkyResources") || isFileAddress(url);
 }
 
 } // namespace
@@ -58,6 +58,11 @@ std::string localAddress(const std::string& absolutePath)
     return "file://" + absolutePath;
 }
 
+bool isFileAddress(const std::string& url)
+{
+    return url.compare(0, 7, "file://") == 0;
+}
+
 int countLines(const std::string& configPath)
 {
     FileHandle file(std::fopen(configPath.c_str(), "r"));
@@ -76,6 +81,8 @@ bool lookup(std::string& rootPath, std::string& projectRoot)
     // With its parents: the application data folder may not exist yet.
     if (!cacheRoot.empty())
         Platform::makeDirectories(cacheRoot + "Cache/");
+    if (isFileAddress(rootPath))
+        return false;
     FileHandle config(std::fopen((cacheRoot + "Cache/Cache.config").c_str(), "r"));
     if (!config)
         return false;

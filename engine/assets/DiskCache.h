@@ -20,6 +20,11 @@ std::string root();
 // "file://" + an absolute path: three slashes in all.
 std::string localAddress(const std::string& absolutePath);
 
+// A file:// address: a project folder on this machine is read where it
+// lies, never copied into the cache nor looked up in Cache.config, so a
+// folder packed again is never shown stale.
+bool isFileAddress(const std::string& url);
+
 // Lookup at start: on a hit, `rootPath` (the index address) and
 // `projectRoot` become file:// addresses into the cache folder.
 bool lookup(std::string& rootPath, std::string& projectRoot);

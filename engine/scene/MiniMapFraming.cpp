@@ -1,5 +1,7 @@
 #include "scene/MiniMapFraming.h"
 
+#include "scene/OverviewFraming.h"
+
 namespace Velda {
 
 MiniMapFraming::MiniMapFraming(int widgetWidth, int widgetHeight)
@@ -39,11 +41,19 @@ bool MiniMapFraming::update(AABB3& sceneBox, Camera& liveCamera, Vector3& pivot,
     camera.setProjectionType(Camera::kOrthographic);
 
     origin_ = Vector3(c.x, c.y, 0.0f);
-    const Vector3 eye(c.x, c.y + 1.0f, c.z + 1.0f);
-    liveCamera.setPosition(eye);
-    liveCamera.lookAt(origin_, worldUp);
-    liveCamera.setPosition(eye);  // marks the view stale after the turn
-    pivot = origin_;
+    // An empty scene's box is a point: nothing to stand back from yet.
+    if (startView_ == StartView::Overview && min != max) {
+        const Vector4& viewport = liveCamera.getViewport();
+        const float aspect = viewport.z > 0.0f && viewport.w > 0.0f ? viewport.z / viewport.w : 1024.0f / 700.0f;
+        placeOverview(liveCamera, sceneBox, aspect, false);
+        pivot = c;
+    } else {
+        const Vector3 eye(c.x, c.y + 1.0f, c.z + 1.0f);
+        liveCamera.setPosition(eye);
+        liveCamera.lookAt(origin_, worldUp);
+        liveCamera.setPosition(eye);  // marks the view stale after the turn
+        pivot = origin_;
+    }
     mapCamera_ = camera;
     knownBox_ = sceneBox;
     return true;

@@ -8,12 +8,21 @@ namespace Velda {
 
 // The start framing that the mini map performs while the scene loads: a
 // top-down orthographic map camera over the scene's box, and the live
-// camera put just above and behind the box's centre, looking at it. It
+// camera put where it sees the whole box (or, as first specified, just
+// above and behind the box's centre, which stands inside a building). It
 // reframes only when the box changed (or is a point).
 class MiniMapFraming {
 public:
+    // Overview: from above one corner, the whole box in view with the live
+    // camera's field of view and viewport, the pivot at the box's centre.
+    // Specified: one unit above and behind the centre, the pivot on the ground.
+    enum class StartView { Overview, Specified };
+
     // Widget size in pixels: 120 by 80 in the viewer.
     MiniMapFraming(int widgetWidth = 120, int widgetHeight = 80);
+
+    void setStartView(StartView view) { startView_ = view; }
+    StartView startView() const { return startView_; }
 
     // Reframes if needed, moving `liveCamera` and `pivot`; returns whether
     // it did. `worldUp` is the hub's up vector, (0, 0, 1).
@@ -39,6 +48,7 @@ private:
     AABB3 knownBox_;
     Camera mapCamera_;
     Vector3 origin_;
+    StartView startView_ = StartView::Overview;
 };
 
 } // namespace Velda

@@ -8,6 +8,7 @@
 #include "UserInterface/Widgets/WidgetGraphicsView.h"
 #include "UserInterface/Widgets/WidgetMainCentralView.h"
 #include "UserInterface/Widgets/WidgetMiniMap.h"
+#include "UserInterface/Widgets/WidgetPackProgress.h"
 #include "UserInterface/Widgets/WidgetUIWrapper.h"
 
 #include "ViewerTestSupport.h"
@@ -310,9 +311,12 @@ private slots:
     {
         std::unique_ptr<FormMain> form(new FormMain());
         WidgetMessageBox box;
+        LocalModelJob job(ModelLibrary("/nonexistent/"), "velda-pack", "model.ifc");
+        WidgetPackProgress packing(&job);
         QSet<QString> names, properties;
         QList<QObject*> all = form->findChildren<QObject*>() + box.findChildren<QObject*>();
         all << form->centralView()->graphicsScene()->uiWrapper()->findChildren<QObject*>() << &box;
+        all << packing.findChildren<QObject*>() << &packing;
         for (QObject* o : all) {
             names << o->objectName();
             for (const QByteArray& p : o->dynamicPropertyNames())

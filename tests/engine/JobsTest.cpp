@@ -367,6 +367,16 @@ TEST_F(DiskCacheTest, LookupNeedsTheLineAndTheIndex)
     ASSERT_TRUE(DiskCache::lookup(rootPath, projectRoot));
     EXPECT_EQ(rootPath, "file://" + root + "Cache/cache_5/index");
     EXPECT_EQ(projectRoot, "file://" + root + "Cache/cache_5/");  // three slashes, not four
+
+    // A folder on this disk is read where it lies, even with a line of its
+    // own from an older run: a folder packed again is never shown stale.
+    const std::string folder = "file:///home/u/projects/house/";
+    writeTextFile(root + "Cache/Cache.config", folder + "index\n");
+    Platform::makeDirectories(root + "Cache/cache_1");
+    writeTextFile(root + "Cache/cache_1/index", "x");
+    std::string folderIndex = folder + "index", folderRoot = folder;
+    EXPECT_FALSE(DiskCache::lookup(folderIndex, folderRoot));
+    EXPECT_EQ(folderIndex, folder + "index");
 }
 
 TEST_F(DiskCacheTest, StoresWholeRemoteFilesUnderTheirNames)
@@ -380,6 +390,8 @@ TEST_F(DiskCacheTest, StoresWholeRemoteFilesUnderTheirNames)
     DiskCache::store("file://" + root + "Cache/cache_1/4.me", "C", 1);
     DiskCache::store(project + "texs%2F..%2F..%2Fescape.jpg", "E", 1);
     DiskCache::store("http://127.0.0.1:9/plain/7.me", "P", 1);  // a project folder addressed directly
+    DiskCache::store("file:///home/u/house/2.me", "F", 1);       // a folder on this disk: read in place
+    DiskCache::storeFailed("file:///home/u/house/3.me");
     DiskCache::storeFailed("file:///x/SkyResources/img/water.jpg");  // not part of the project
     EXPECT_TRUE(DiskCache::folderComplete());
     DiskCache::storeFailed(project + "texs%2Fb.jpg");

@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -236,6 +237,7 @@ TEST(StaticMeshSurfaces, MaterialRulesAndMacros)
 TEST(StartFraming, MapCameraLiveCameraAndMarker)
 {
     MiniMapFraming framing;
+    framing.setStartView(MiniMapFraming::StartView::Specified);
     AABB3 box(Vector3(0, 0, 0), Vector3(4, 2, 1));
     Camera live;
     Vector3 pivot;
@@ -264,6 +266,52 @@ TEST(StartFraming, MapCameraLiveCameraAndMarker)
     AABB3 point;  // an empty scene reframes every time
     EXPECT_TRUE(framing.update(point, live, pivot));
     EXPECT_TRUE(framing.update(point, live, pivot));
+}
+
+// The start view stands back from the box, above one corner: every corner
+// of the box is inside the picture of the live camera's field of view and
+// viewport, and it follows the box as the scene grows.
+TEST(StartFraming, OverviewSeesTheWholeBoxFromAbove)
+{
+    MiniMapFraming framing;
+    EXPECT_EQ(framing.startView(), MiniMapFraming::StartView::Overview);
+    Camera live;
+    live.setNear(0.1f);
+    live.setFar(1000.0f);
+    live.setViewport(0, 0, 1024, 700);
+    Vector3 pivot;
+    const auto check = [&](AABB3 box) {
+        SCOPED_TRACE(box.getMax().x);
+        ASSERT_TRUE(framing.update(box, live, pivot));
+        const Vector3 centre = (box.getMin() + box.getMax()) * 0.5f;
+        EXPECT_EQ(pivot, centre);
+        EXPECT_GT(live.getPosition().z, centre.z);  // looking down at it
+        const Matrix4 viewProjection = live.getProjection() * live.getInverseTransform();
+        float widest = 0.0f;
+        for (int corner = 0; corner < 8; ++corner) {
+            const Vector3 min = box.getMin(), max = box.getMax();
+            const Vector4 p = viewProjection.transformVector4(Vector4((corner & 1) ? max.x : min.x,
+                                                                      (corner & 2) ? max.y : min.y,
+                                                                      (corner & 4) ? max.z : min.z, 1.0f));
+            ASSERT_GT(p.w, 0.0f) << "a corner behind the camera";
+            EXPECT_LE(std::fabs(p.x / p.w), 1.0f);
+            EXPECT_LE(std::fabs(p.y / p.w), 1.0f);
+            EXPECT_LT(p.z / p.w, 1.0f) << "a corner beyond the far plane";
+            widest = std::max({widest, std::fabs(p.x / p.w), std::fabs(p.y / p.w)});
+        }
+        EXPECT_GT(widest, 0.7f) << "the box fills the picture";  // not a speck far off
+        // The centre is in the middle of the picture.
+        const Vector4 c = viewProjection.transformVector4(Vector4(centre.x, centre.y, centre.z, 1.0f));
+        EXPECT_NEAR(c.x / c.w, 0.0f, 1e-4f);
+        EXPECT_NEAR(c.y / c.w, 0.0f, 1e-4f);
+    };
+    check(AABB3(Vector3(-3, -2, 0), Vector3(3, 2, 1.5f)));  // a house
+    check(AABB3(Vector3(-3, -2, 0), Vector3(9, 2, 1.5f)));  // grown while loading: framed again
+    check(AABB3(Vector3(0, 0, 0), Vector3(0.5f, 0.5f, 9)));  // a tower
+    // An empty scene gives a point: the specified step back, never a camera inside it.
+    AABB3 point;
+    ASSERT_TRUE(framing.update(point, live, pivot));
+    EXPECT_EQ(live.getPosition(), Vector3(0, 1, 1));
 }
 
 TEST(SunDialTurns, ElevationAndPlacement)

@@ -2,6 +2,7 @@
 // camera script, the thumbnails) and the web calls that carry them.
 #include "Common/GraphicsContext.h"
 #include "jobs/FileHelpers.h"
+#include "service/LocalViewStore.h"
 #include "service/SavedViews.h"
 #include "service/WebService.h"
 
@@ -20,6 +21,7 @@
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <sys/stat.h>
 
 using namespace VeldaClient;
 using VeldaTest::ScopedEnv;
@@ -405,4 +407,57 @@ TEST_F(SavedViews, AnUnchangedPictureGoesUpOnceAndRefusalsCarryTheirTexts)
     QDir().mkpath(QString::fromStdString(dir.file("7.thumbnail.2.png")));
     fill(gallery.at(2), Velda::Vector3(1, 1, 1), qRgb(1, 2, 3));
     EXPECT_EQ(failureOf([&] { captureViewThumbnail(&gallery.at(2)); }), "保存文件失败!");
+}
+
+// A model opened from a file keeps its views on this machine: the same save
+// and restore through the local store, per model, the database the owner's
+// only, a deleted view's picture dropped, failures in the user's words.
+TEST_F(SavedViews, KeptOnThisMachineForAModelOpenedFromAFile)
+{
+    ProjectInfo info;
+    info.projectid = 99;
+    GraphicsContext* hub = GraphicsContext::instance();
+    hub->presetProjectInfo(info);
+    EXPECT_EQ(hub->projectInfo()->projectid, 99);  // no sign module asked
+    const std::string database = dir.file("SavedViews.db");
+    hub->setSavedViewStore(std::make_unique<LocalViewStore>(database, "model-a"));
+    SavedViewStore* store = hub->savedViewStore();
+    EXPECT_FALSE(store->followsClient());
+    EXPECT_TRUE(store->canSave());
+    EXPECT_EQ(store->readRecord(), "");
+
+    TestGallery gallery;
+    fill(gallery.at(4), Velda::Vector3(-1, 0, 9), qRgb(40, 40, 200));
+    fill(gallery.at(6), Velda::Vector3(5, 5, 5), qRgb(200, 40, 40));
+    store->saveRecord(serializeAllViews(&gallery));
+    store->saveScript(exportViewsScript(&gallery));
+    EXPECT_EQ(gallery.at(4).img(), gallery.at(4).md5() + ".png");
+    EXPECT_FALSE(exists(dir.file("99.thumbnail.4.png")));
+    struct stat status {};
+    ASSERT_EQ(stat(database.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+
+    TestGallery reopened;
+    applySavedViews(&reopened, store->readRecord());
+    EXPECT_EQ(reopened.at(4).md5(), gallery.at(4).md5());
+    EXPECT_EQ(reopened.at(6).picture().pixel(5, 5), qRgb(200, 40, 40));
+    EXPECT_FALSE(reopened.at(6).changed());
+    EXPECT_FALSE(exists(dir.file(reopened.at(6).img())));
+    EXPECT_EQ(static_cast<LocalViewStore*>(store)->readScript(), exportViewsScript(&gallery));
+    EXPECT_EQ(LocalViewStore(database, "model-b").readRecord(), "");  // another model's views are its own
+
+    // View 4 deleted and saved: its picture leaves the database, 6's stays.
+    const std::string dropped = gallery.at(4).img();
+    gallery.at(4).setHasImage(false);
+    store->saveRecord(serializeAllViews(&gallery));
+    EXPECT_EQ(store->fetchThumbnail(dropped), "");
+    const std::string kept = store->fetchThumbnail(gallery.at(6).img());
+    EXPECT_EQ(kept, dir.file(gallery.at(6).img()));
+    EXPECT_EQ(WebService::fileMd5Hex(kept) + ".png", gallery.at(6).img());
+    EXPECT_EQ(store->fetchThumbnail("../escape.png"), "");
+
+    // A database that cannot be made shows no views and refuses a save in the user's words.
+    LocalViewStore broken(dir.file("no/such/folder/SavedViews.db"), "model-a");
+    EXPECT_EQ(broken.readRecord(), "");
+    EXPECT_EQ(failureOf([&]() { broken.saveRecord("{}"); }).rfind("保存视图失败! ", 0), 0u);
 }

@@ -17,6 +17,14 @@ extern char** environ;
 
 namespace VeldaTest {
 
+ArgumentVector::ArgumentVector(const std::string& program, const std::vector<std::string>& args) : strings_(args)
+{
+    strings_.insert(strings_.begin(), program);
+    for (std::string& s : strings_)
+        pointers_.push_back(&s[0]);
+    pointers_.push_back(nullptr);
+}
+
 namespace {
 
 // Starts a program with its standard output into a new pipe, whose read end

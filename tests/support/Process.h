@@ -18,6 +18,21 @@ struct ProcessResult {
 // input (a small text; empty: the test's own).
 ProcessResult runProcess(const std::vector<std::string>& args, const std::string& input = std::string());
 
+// A command line as main() takes it, for parsers tested in process: the
+// program's name, then `args`.
+class ArgumentVector {
+public:
+    ArgumentVector(const std::string& program, const std::vector<std::string>& args);
+    ArgumentVector(const ArgumentVector&) = delete;
+    ArgumentVector& operator=(const ArgumentVector&) = delete;
+    int argc() const { return static_cast<int>(pointers_.size()) - 1; }
+    char** argv() { return pointers_.data(); }
+
+private:
+    std::vector<std::string> strings_;
+    std::vector<char*> pointers_;
+};
+
 // A program running beside the test (a server, a listener). Its standard
 // output is read line by line; standard error goes to the test's, or to the
 // file `errPath`. Killed (SIGKILL) and reaped when the object goes, unless

@@ -48,10 +48,31 @@ void ViewerSession::startViewer()
     viewer_.reset(new BackgroundProcess({"/bin/sh", "-c", "exec '" VELDA_VIEWER_PATH "' -d > /dev/null"}));
 }
 
+void ViewerSession::startViewer(const std::vector<std::string>& args)
+{
+    std::remove((appData() + "myeasylog.log").c_str());
+    windowId_.clear();
+    std::vector<std::string> all = {"/bin/sh", "-c", "exec \"$0\" -d \"$@\" > /dev/null 2> '" +
+                                                         dir_.file("viewer.err") + "'",
+                                    VELDA_VIEWER_PATH};
+    all.insert(all.end(), args.begin(), args.end());
+    viewer_.reset(new BackgroundProcess(all));
+}
+
+std::string ViewerSession::viewerErrors() const
+{
+    return fileText(dir_.file("viewer.err"));
+}
+
+std::string ViewerSession::appData() const
+{
+    return dir_.file("appdata") + "/Qem Files/";
+}
+
 std::vector<std::string> ViewerSession::logLines() const
 {
     std::vector<std::string> lines;
-    std::ifstream in(dir_.file("appdata") + "/Qem Files/myeasylog.log");
+    std::ifstream in(appData() + "myeasylog.log");
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     return lines;

@@ -30,6 +30,12 @@ public:
     void login();
     // Starts velda-viewer -d with the session's environment.
     void startViewer();
+    // Starts velda-viewer -d ARGS (a model file or folder) likewise; its
+    // error stream goes to viewerErrors().
+    void startViewer(const std::vector<std::string>& args);
+    std::string viewerErrors() const;
+    // The application data folder the viewer is given, with its separator.
+    std::string appData() const;
     BackgroundProcess& viewer() { return *viewer_; }
 
     // Waits until the log says the scene is ready (progress 1).

@@ -25,6 +25,7 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <sstream>
 
 namespace fs = std::filesystem;
 using Velda::VeldaDocNode;
@@ -382,4 +383,44 @@ TEST(SkyResources, TheDomeAndItsCube)
         difference += std::abs(a.rgbRed - b.rgbRed) + std::abs(a.rgbGreen - b.rgbGreen) + std::abs(a.rgbBlue - b.rgbBlue);
     }
     EXPECT_LT(difference / (3.0 * n), 6.0);  // JPEG noise only
+}
+
+// --progress: lines "progress SHARE STEP" whose shares never fall, through
+// the steps in order (the IFC reader's geometry workers between reading and
+// writing), ending near the whole; the report line still comes.
+TEST(Pack, ProgressLinesRiseThroughTheSteps)
+{
+    VeldaTest::TempDir dir;
+    const std::vector<std::pair<std::string, std::vector<std::string>>> models = {
+        {kModels + "OBJ/box.obj", {"read", "write"}},
+        {kModels + "IFC/AC14-FZK-Haus.ifc", {"read", "shapes", "write"}}};
+    for (const auto& model : models) {
+        SCOPED_TRACE(model.first);
+        const VeldaTest::ProcessResult r =
+            pack({model.first, dir.file(fs::path(model.first).filename().string()), "--progress", "--report"});
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        std::istringstream lines(r.out);
+        std::vector<std::string> steps;
+        double last = 0.0;
+        bool reported = false;
+        for (std::string line; std::getline(lines, line);) {
+            if (line.rfind("velda-pack: ", 0) == 0) {
+                reported = true;
+                continue;
+            }
+            std::istringstream words(line);
+            std::string word, step;
+            double share = -1.0;
+            words >> word >> share >> step;
+            ASSERT_EQ(word, "progress") << line;
+            EXPECT_GE(share, last) << line;
+            EXPECT_LE(share, 1.0) << line;
+            last = share;
+            if (steps.empty() || steps.back() != step)
+                steps.push_back(step);
+        }
+        EXPECT_EQ(steps, model.second);
+        EXPECT_GT(last, 0.95);
+        EXPECT_TRUE(reported);
+    }
 }

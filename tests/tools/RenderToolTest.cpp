@@ -488,3 +488,15 @@ TEST_F(RenderRun, BloomChangesTheBrightParts)
     EXPECT_GT(differingShare(off, on, kWhole, 16), 0.5);
     EXPECT_GT(luminance(meanColour(on, kMiddle)), luminance(meanColour(off, kMiddle)));
 }
+
+// The viewer's start view is the overview of the whole house; the faithful
+// path keeps the specified one, one unit above the centre and inside the
+// house, a picture of another kind.
+TEST_F(RenderRun, StartViewIsTheOverviewAndFaithfulKeepsTheSpecifiedOne)
+{
+    const Picture& overview = picture(kSamples + "/fzk-haus", {"--bloom", "0"});
+    const Picture& start = picture(kSamples + "/fzk-haus", {"--bloom", "0", "--camera", "start"});
+    EXPECT_LT(differingShare(overview, start, kWhole, 2), 0.001);
+    const Picture& specified = picture(kSamples + "/fzk-haus", {"--bloom", "0", "--camera", "start", "--faithful"});
+    EXPECT_GT(differingShare(overview, specified, kMiddle, 16), 0.5);
+}

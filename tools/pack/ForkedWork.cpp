@@ -83,7 +83,8 @@ void collect(FILE* file, const ForkedWork::Receiver& receive)
 
 } // namespace
 
-ForkedWork::Outcome ForkedWork::run(uint32_t count, unsigned processes, const Task& task, const Receiver& receive)
+ForkedWork::Outcome ForkedWork::run(uint32_t count, unsigned processes, const Task& task, const Receiver& receive,
+                                    const Progress& progress)
 {
     Outcome outcome;
     if (count == 0)
@@ -123,7 +124,13 @@ ForkedWork::Outcome ForkedWork::run(uint32_t count, unsigned processes, const Ta
         while (running > 0) {
             int status = 0;
             rusage usage{};
-            const pid_t pid = wait4(-1, &status, 0, &usage);
+            // With someone to tell, the wait looks up every 100 ms.
+            const pid_t pid = wait4(-1, &status, progress ? WNOHANG : 0, &usage);
+            if (pid == 0) {
+                progress(std::min(count, shared->next.load()));
+                usleep(100000);
+                continue;
+            }
             if (pid < 0) {
                 if (errno == EINTR)
                     continue;

@@ -24,8 +24,13 @@ public:
         uint64_t childPeakKiB = 0;      // the largest child's peak resident memory
     };
 
+    // Told now and then how many indices the children have taken, while
+    // they run.
+    using Progress = std::function<void(uint32_t taken)>;
+
     // Throws PackError when children cannot be started.
-    static Outcome run(uint32_t count, unsigned processes, const Task& task, const Receiver& receive);
+    static Outcome run(uint32_t count, unsigned processes, const Task& task, const Receiver& receive,
+                       const Progress& progress = Progress());
 };
 
 } // namespace VeldaPack

@@ -26,6 +26,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 namespace VeldaPack {
@@ -104,10 +105,24 @@ bool deserialise(const std::string& in, ProductShape& shape)
 
 // ---- reading ---------------------------------------------------------------
 
-void onReaderMessage(void* errors, shared_ptr<StatusCallback::Message> m)
+// What the library's messages are counted and passed on to. The library may
+// send them from its own threads.
+struct ReaderMessages {
+    std::mutex mutex;
+    uint64_t errors = 0;
+    PackProgress progress;
+};
+
+void onReaderMessage(void* target, shared_ptr<StatusCallback::Message> m)
 {
-    if (m && m->m_message_type == StatusCallback::MESSAGE_TYPE_ERROR)
-        ++*static_cast<uint64_t*>(errors);
+    auto* messages = static_cast<ReaderMessages*>(target);
+    if (!m)
+        return;
+    std::lock_guard<std::mutex> lock(messages->mutex);
+    if (m->m_message_type == StatusCallback::MESSAGE_TYPE_ERROR)
+        ++messages->errors;
+    else if (m->m_message_type == StatusCallback::MESSAGE_TYPE_PROGRESS_VALUE && m->m_progress_value >= 0.0)
+        messages->progress(m->m_progress_value, "read");
 }
 
 std::string readText(const std::string& path, uint64_t maxBytes)
@@ -155,15 +170,19 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options)
     const auto since = [](std::chrono::steady_clock::time_point t) {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();
     };
+    const PackProgress reading = options.progress.part(0.0, 0.3);
+    const PackProgress shaping = options.progress.part(0.3, 1.0);
+    reading(0.0, "read");
     PreparedStep step = prepareStep(readText(path, options.maxBytes));
 
     // The library needs no locale when handed the text itself.
     shared_ptr<BuildingModel> model(new BuildingModel());
-    uint64_t errors = 0;
+    ReaderMessages messages;
+    messages.progress = reading;
     {
         shared_ptr<ReaderSTEP> reader(new ReaderSTEP());
-        reader->setMessageCallBack(&errors, onReaderMessage);
-        model->setMessageCallBack(&errors, onReaderMessage);
+        reader->setMessageCallBack(&messages, onReaderMessage);
+        model->setMessageCallBack(&messages, onReaderMessage);
         try {
             reader->loadModelFromString(step.text, model);
         } catch (const std::exception& e) {
@@ -172,7 +191,9 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options)
         std::string().swap(step.text);
     }
     shared_ptr<UnitConverter> units = model->getUnitConverter();
-    units->setMessageCallBack(&errors, onReaderMessage);
+    units->setMessageCallBack(&messages, onReaderMessage);
+    // The geometry workers are told nothing: only this process reports.
+    messages.progress = PackProgress();
 
     std::vector<shared_ptr<IfcProduct>> products;
     for (const auto& entity : model->getMapIfcEntities())
@@ -194,7 +215,9 @@ PackScene readIfc(const std::string& path, const IfcReadOptions& options)
         [&](uint32_t i, const std::string& bytes) {
             if (i < shapes.size() && !deserialise(bytes, shapes[i]))
                 shapes[i] = ProductShape();
-        });
+        },
+        [&](uint32_t taken) { shaping(static_cast<double>(taken) / static_cast<double>(products.size()), "shapes"); });
+    shaping(1.0, "shapes");
 
     const double shapeSeconds = since(shapesStart);
     PackScene scene;

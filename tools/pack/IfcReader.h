@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PackProgress.h"
 #include "PackScene.h"
 
 #include <cstdint>
@@ -11,6 +12,7 @@ struct IfcReadOptions {
     bool spaces = false;                 // draw IfcSpace too
     uint64_t maxBytes = 2048ull << 20;   // larger files are refused before reading
     unsigned processes = 0;              // geometry workers; 0: one a core
+    PackProgress progress;               // "read" (the library's parse), then "shapes"
 };
 
 // Reads an IFC file (STEP, IFC2X3, IFC4 or IFC4X3) with the IFC library:

@@ -8,6 +8,7 @@
 
 #include <assimp/GltfMaterial.h>
 #include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
@@ -304,6 +305,21 @@ void turnUp(PackScene& scene)
     }
 }
 
+// The importer's own measure of its reading, passed on as it comes.
+class ImportProgress : public Assimp::ProgressHandler {
+public:
+    explicit ImportProgress(const PackProgress& progress) : progress_(progress) {}
+    bool Update(float percentage) override
+    {
+        if (percentage >= 0.0f)
+            progress_(percentage, "read");
+        return true;  // never cancels: the packer is stopped from outside
+    }
+
+private:
+    PackProgress progress_;
+};
+
 PackScene readWithImporter(const std::string& path, const ReadOptions& options)
 {
     std::error_code ec;
@@ -313,7 +329,12 @@ PackScene readWithImporter(const std::string& path, const ReadOptions& options)
     importer->SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     if (!importer->IsExtensionSupported("." + Velda::extensionOf(path)))
         throw PackError("unsupported format: " + path);
+    options.progress(0.0, "read");
+    ImportProgress progress(options.progress);
+    importer->SetProgressHandler(&progress);
     const aiScene* scene = importer->ReadFile(path, importFlags());
+    importer->SetProgressHandler(nullptr);  // back to its own, which it keeps
+    options.progress(1.0, "read");
     if (!scene || !scene->mRootNode)
         throw PackError("cannot read " + path + ": " + importer->GetErrorString());
 
@@ -414,6 +435,7 @@ PackScene readModel(const std::string& path, const ReadOptions& options)
     if (Velda::toLowerAscii(Velda::extensionOf(path)) != "ifc")
         return readWithImporter(path, options);
     IfcReadOptions ifc;
+    ifc.progress = options.progress;
     ifc.spaces = options.spaces;
     ifc.maxBytes = options.maxIfcBytes;
     ifc.processes = options.processes;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PackProgress.h"
 #include "PackScene.h"
 
 #include <string>
@@ -16,6 +17,7 @@ struct ReadOptions {
     bool spaces = false;
     uint64_t maxIfcBytes = 2048ull << 20;
     unsigned processes = 0;
+    PackProgress progress;  // how far reading has come
 };
 
 // Reads a model file: IFC through the IFC reader (the model importer when

@@ -247,12 +247,14 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
             return t >= 0 && t < static_cast<int>(scene.textures.size()) ? &scene.textures[static_cast<size_t>(t)]
                                                                         : nullptr;
         };
+        options.progress(0.0, "write");
         TextureStore textures(temporary + "/texs");
         std::vector<std::pair<int, const PackTexture*>> used;
         for (uint32_t m : materialOrder)
             if (const PackTexture* texture = textureOf(scene.materials[m]))
                 used.emplace_back(scene.materials[m].texture, texture);
         textures.storeAll(used);  // on all cores; the loop below finds them done
+        options.progress(0.2, "write");
         BundleSink materialSink(temporary, ".mt", options.bundleBytes);
         for (uint32_t m : materialOrder) {
             const PackMaterial& material = scene.materials[m];
@@ -267,6 +269,7 @@ PackReport ProjectWriter::write(PackScene& scene, const std::string& folder, con
             const PackMesh mesh = scene.mesh(meshOrder[i]);
             report.triangles += mesh.triangleCount();
             meshSink.add(*meshDocument(i, mesh));
+            options.progress(0.2 + 0.75 * (i + 1) / scene.meshCount, "write");
         }
         meshSink.flush();
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PackProgress.h"
 #include "PackScene.h"
 
 #include <cstdint>
@@ -14,6 +15,7 @@ struct PackOptions {
     // sets its own.
     bool sceneBox = false;
     float sceneMin[3] = {0, 0, 0}, sceneMax[3] = {0, 0, 0};
+    PackProgress progress;  // "write": textures, then the meshes one by one
 };
 
 struct PackReport {

@@ -12,8 +12,10 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -31,7 +33,9 @@ const char* const kUsage =
     "  --memory-limit MB: address space the packer may use (default: half the memory).\n"
     "  --time-limit S: seconds the model may take to read before the packer gives up (default 1800).\n"
     "  IFC: --spaces draws IfcSpace; --max-ifc-mb N refuses larger files (default 2048);\n"
-    "       --jobs N geometry workers (default: one a core).\n";
+    "       --jobs N geometry workers (default: one a core).\n"
+    "  --progress: lines \"progress SHARE STEP\" on the standard output as packing goes\n"
+    "       (SHARE 0 to 1; STEP read, shapes or write), for a program that shows a bar.\n";
 
 bool number(const std::string& text, unsigned long long& out)
 {
@@ -108,6 +112,20 @@ private:
     std::thread thread_;
 };
 
+// "progress 0.420 shapes" lines, at most one a hundredth of the whole (and
+// each new step), flushed at once: another program draws a bar from them.
+VeldaPack::PackProgress progressLines()
+{
+    auto last = std::make_shared<std::pair<double, std::string>>(-1.0, std::string());
+    return VeldaPack::PackProgress([last](double share, const char* step) {
+        if (last->second == step && share < last->first + 0.01 && !(share >= 1.0 && last->first < 1.0))
+            return;
+        *last = {share, step};
+        std::printf("progress %.3f %s\n", share, step);
+        std::fflush(stdout);
+    });
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -133,6 +151,10 @@ int main(int argc, char** argv)
         const bool hasValue = i + 1 < argc;
         if (key == "--report") {
             report = true;
+        } else if (key == "--progress") {
+            const VeldaPack::PackProgress lines = progressLines();
+            read.progress = lines.part(0.0, 0.8);
+            pack.progress = lines.part(0.8, 1.0);
         } else if (key == "--up" && hasValue && !synth) {
             const std::string axis = argv[++i];
             if (axis != "y" && axis != "z")

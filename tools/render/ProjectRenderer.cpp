@@ -14,6 +14,7 @@
 #include "render/Context3d.h"
 #include "scene/Camera.h"
 #include "scene/MiniMapFraming.h"
+#include "scene/OverviewFraming.h"
 #include "scene/SceneRoot.h"
 #include "scene/SpotLight.h"
 #include "scene/StaticMesh.h"
@@ -110,55 +111,17 @@ AABB3 sceneBox(Velda::SceneRoot& scene)
     return AABB3(Vector3(-5, -5, -5), Vector3(5, 5, 5));
 }
 
-// From above one corner, towards the box's centre, just far enough that
-// every corner of the box is in the picture.
-void placeOverview(Velda::Camera& camera, const AABB3& box, float aspect, bool ortho)
-{
-    const Vector3 min = box.getMin();
-    const Vector3 max = box.getMax();
-    const Vector3 centre = (min + max) * 0.5f;
-    const Vector3 dir = Vector3(1.0f, -1.0f, 0.5f).normalized();
-    const Vector3 up(0.0f, 0.0f, 1.0f);
-    const Vector3 right = up.cross(dir).normalized();
-    const Vector3 upward = dir.cross(right).normalized();
-    const float tanV = std::tan(camera.getFov() * 0.5f);
-    const float tanH = tanV * aspect;
-    float distance = 0.0f;
-    float halfW = 0.0f;
-    float halfH = 0.0f;
-    float depth = 0.0f;
-    for (int corner = 0; corner < 8; ++corner) {
-        const Vector3 p((corner & 1) ? max.x : min.x, (corner & 2) ? max.y : min.y, (corner & 4) ? max.z : min.z);
-        const Vector3 q = p - centre;
-        const float x = std::fabs(q.dot(right));
-        const float y = std::fabs(q.dot(upward));
-        const float z = q.dot(dir);
-        distance = std::max(distance, std::max(z + x / tanH, z + y / tanV));
-        halfW = std::max(halfW, x);
-        halfH = std::max(halfH, y);
-        depth = std::max(depth, std::fabs(z));
-    }
-    distance *= 1.05f;
-    const Vector3 eye = centre + dir * distance;
-    camera.setPosition(eye);
-    camera.lookAt(centre, up);
-    camera.setPosition(eye);
-    camera.setFar(std::max(camera.getFar(), distance + 2.0f * depth));
-    if (ortho) {
-        const float h = std::max(halfH, halfW / aspect) * 1.05f;
-        camera.setOrthoBounds(-h * aspect, h * aspect, -h, h);
-    }
-}
-
 void placeCamera(Velda::Camera& camera, const RenderOptions& options, Velda::SceneRoot& scene)
 {
     const float aspect = static_cast<float>(options.width) / static_cast<float>(options.height);
     switch (options.camera) {
     case RenderOptions::CameraMode::Overview:
-        placeOverview(camera, sceneBox(scene), aspect, options.ortho);
+        Velda::placeOverview(camera, sceneBox(scene), aspect, options.ortho);
         break;
     case RenderOptions::CameraMode::Start: {
         Velda::MiniMapFraming framing;
+        framing.setStartView(options.faithful ? Velda::MiniMapFraming::StartView::Specified
+                                              : Velda::MiniMapFraming::StartView::Overview);
         Vector3 pivot;
         framing.update(scene.bounds(), camera, pivot);
         break;
