@@ -183,6 +183,7 @@ void ReviewTools::setSectionBox(bool on)
         sectionBox_->start(boundsOf(review().selection()));
     else
         sectionBox_->stop();
+    VLOG << "review: section box " << (on ? "on" : "off");
 }
 
 void ReviewTools::setMeasuring(bool on)
