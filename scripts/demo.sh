@@ -105,6 +105,37 @@ echo "demo: the setting panel open under the menu: $SHOT_DIR/settings.png"
 xdotool mousemove $((X + 10 + 4 * 47 + 23)) $((Y + 28 + 10 + 23)) click 1
 xdotool mousemove "$CX" "$CY"
 
+# Review tools. A click on the roof selects it (tinted blue) and the
+# property panel tells what it is.
+park() { xdotool mousemove $((X + 600)) $((Y + 200)); }
+xdotool mousemove "$CX" "$CY" click 1
+park
+shot pick
+echo "demo: the roof picked, its properties in the panel: $SHOT_DIR/pick.png"
+# The section box (X) with its top lowered by the last of its six sliders:
+# the rooms from above, the sun shining in.
+key x
+sleep 2
+xdotool mousemove $((X + 510)) $((Y + 28 + 235)) sleep 0.3 mousedown 1 sleep 0.3 \
+  mousemove $((X + 465)) $((Y + 28 + 235)) sleep 0.3 mousemove $((X + 422)) $((Y + 28 + 235)) sleep 0.3 mouseup 1
+park
+shot section
+echo "demo: a section through the house: $SHOT_DIR/section.png"
+key x
+# Measure (M): two clicks near the corners of the eaves, each snapped to
+# the corner; the line shows its length in metres.
+key m
+sleep 1
+xdotool mousemove $((X + 249)) $((Y + 359)) click 1 sleep 2 mousemove $((X + 553)) $((Y + 527)) click 1
+park
+shot measure
+echo "demo: the eaves measured: $SHOT_DIR/measure.png"
+# Escape ends the measurement, the next clears the selection.
+key Escape
+sleep 1
+key Escape
+sleep 1
+
 # Three saved views: Space takes one into the next free place, the camera
 # turns between them, and the time dial moves the sun for the last.
 key space
@@ -124,6 +155,31 @@ sleep 4
 xdotool mousemove "$CX" "$CY"
 shot gallery
 echo "demo: three saved views in the gallery, the third selected: $SHOT_DIR/gallery.png"
+
+# The three views out as BCF and in again, into places 4 to 6: view 1's
+# menu, its last entry but one, then its last, each with a file dialog.
+file_dialog() {
+  local id
+  for id in $(xdotool search --onlyvisible --class velda-viewer); do
+    eval "$(xdotool getwindowgeometry --shell "$id" | sed 's/^/D_/')"
+    [ "$D_WIDTH" -ge 300 ] && [ "$D_HEIGHT" -ge 240 ] && [ "$D_WIDTH" -ne "$WIDTH" ] && { echo "$id"; return 0; }
+  done
+  return 1
+}
+bcf_menu() { # bcf_menu KEYS...: the keys that choose the entry in view 1's menu
+  xdotool windowfocus --sync "$WINDOW" mousemove $((X + 77)) $((Y + 614)) click 3
+  sleep 1
+  xdotool key "$@"
+  wait_for 20 file_dialog > /dev/null || { echo "demo: no file dialog" >&2; exit 1; }
+  xdotool windowfocus --sync "$(file_dialog)" type --delay 20 "$WORK/views.bcf"
+  xdotool key Return
+}
+bcf_menu Up Up Return
+wait_for 20 test -s "$WORK/views.bcf" || { echo "demo: no BCF file" >&2; exit 1; }
+bcf_menu Up Return
+xdotool mousemove "$CX" "$CY"
+shot bcf-import
+echo "demo: the three views back from BCF in places 4 to 6: $SHOT_DIR/bcf-import.png"
 
 # Escape with unsaved views asks whether to upload them; yes saves them to
 # the service and closes the viewer.

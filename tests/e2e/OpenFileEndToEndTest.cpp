@@ -36,7 +36,7 @@ bool houseShown(const QImage& shot)
     if (shot.isNull() || shot.width() < 1024 || shot.height() < 700)
         return false;
     const QRect view(0, 28, shot.width(), shot.height() - 28);
-    const QRgb sky = meanColour(shot, QRect(300, view.top() + 10, view.width() - 440, 40));
+    const QRgb sky = meanColour(shot, QRect(480, view.top() + 10, view.width() - 620, 40));
     const QRect middle(view.center() - QPoint(120, 60), QSize(240, 120));
     const QRgb mean = meanColour(shot, middle);
     return shareUnlike(shot, middle, sky) > 0.5 && colourDistance(mean, qRgb(255, 255, 255)) > 12 &&

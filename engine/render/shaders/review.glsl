@@ -52,7 +52,7 @@ void reviewClip()
 // The selection shows through a cool tint that the white model keeps too.
 vec3 reviewTint(vec3 color)
 {
-    return mix(color, vec3(0.12, 0.55, 1.0), 0.55 * v_ReviewSelected);
+    return mix(color, vec3(0.0, 0.16, 0.75), 0.75 * v_ReviewSelected);
 }
 #else
 #define reviewClip()
