@@ -122,10 +122,7 @@ TEST(FramesEndToEnd, theViewerProgramRestsOnTheProcessorOnceReady)
         std::unique_ptr<ScopedEnv> clock;
         if (faithful)
             clock.reset(new ScopedEnv("VELDA_FAITHFUL", "1"));
-        session.login();
-        session.startViewer();
-        ASSERT_TRUE(session.findWindow(30000)) << "no window";
-        ASSERT_TRUE(session.waitForReady(180000)) << "the house did not get ready";
+        ASSERT_EQ(session.startSignedIn(180000), "");
         const int pid = session.viewer().pid();
         // The last frames of the start; the specified clock never comes to rest.
         if (!faithful)

@@ -43,13 +43,7 @@ std::string lastSelection(const ViewerSession& session)
 // menu), or "".
 std::string fileDialog()
 {
-    return viewerWindow([](int w, int h) { return w >= 300 && h >= 240 && !(w == 1024 && h == 700); });
-}
-
-// A menu of the viewer's, or "".
-std::string menuWindow()
-{
-    return viewerWindow([](int w, int h) { return w > 0 && w < 300 && h > 0 && h < 260; });
+    return viewerWindow([](int w, int h) { return w >= 300 && h >= 260 && !(w == 1024 && h == 700); });
 }
 
 } // namespace
@@ -59,10 +53,7 @@ TEST(ReviewEndToEnd, picksHidesCutsAndCarriesAViewThroughBcf)
     if (!underX())
         GTEST_SKIP() << "needs an X display";
     ViewerSession session;
-    session.login();
-    session.startViewer();
-    ASSERT_TRUE(session.findWindow(30000)) << "no window";
-    ASSERT_TRUE(session.waitForReady(120000)) << "the house did not get ready";
+    ASSERT_EQ(session.startSignedIn(), "");
     // Window pixels on the screen; a new start may place the window elsewhere.
     const auto at = [&](int x, int y) {
         const QRect r = session.windowRect();
@@ -162,10 +153,7 @@ TEST(ReviewEndToEnd, picksHidesCutsAndCarriesAViewThroughBcf)
     EXPECT_EQ(code, 0);
 
     // A fresh start: place 1 is back from the service, the file fills place 2.
-    session.login();
-    session.startViewer();
-    ASSERT_TRUE(session.findWindow(30000));
-    ASSERT_TRUE(session.waitForReady(120000));
+    ASSERT_EQ(session.startSignedIn(), "");
     park();
     const QImage again = session.steadyScreenshot("review-again");
     // A menu opens from the active window only.

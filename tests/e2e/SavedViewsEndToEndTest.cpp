@@ -61,13 +61,6 @@ rapidjson::Document parse(const std::string& text)
     return d;
 }
 
-// A small window of the viewer on the screen that is not the question (the
-// context menu), or "".
-std::string menuWindow()
-{
-    return viewerWindow([](int w, int h) { return w > 0 && w < 300 && h > 0 && h < 240; });
-}
-
 } // namespace
 
 TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
@@ -75,10 +68,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     if (!underX())
         GTEST_SKIP() << "needs an X display";
     ViewerSession session;
-    session.login();
-    session.startViewer();
-    ASSERT_TRUE(session.findWindow(30000)) << "no window";
-    ASSERT_TRUE(session.waitForReady(120000)) << "the house did not get ready";
+    ASSERT_EQ(session.startSignedIn(), "");
     const QRect r = session.windowRect();
     auto key = [&](const std::string& keys) {
         ViewerSession::xdotool({"windowfocus", session.windowId()});
@@ -174,10 +164,7 @@ TEST(SavedViewsEndToEnd, takeSaveRestoreFlyDeleteAndSaveOnClose)
     EXPECT_EQ(code, 0);
 
     // Started again: both thumbnails are back, and 1 flies to the first view.
-    session.login();
-    session.startViewer();
-    ASSERT_TRUE(session.findWindow(30000));
-    ASSERT_TRUE(session.waitForReady(120000));
+    ASSERT_EQ(session.startSignedIn(), "");
     // The thumbnails come with the window; the picture takes its frames.
     const QImage reopened = once(
         session,

@@ -116,10 +116,7 @@ TEST(ViewerEndToEnd, streamsTheHouseMovesQuitsAndStartsAgainFromTheCache)
     EXPECT_EQ(code, 0);
     // A second start takes everything from the cache.
     const int requests = session.requests("GET /project/file.action");
-    session.login();
-    session.startViewer();
-    ASSERT_TRUE(session.findWindow(30000));
-    ASSERT_TRUE(session.waitForReady(120000));
+    ASSERT_EQ(session.startSignedIn(), "");
     EXPECT_EQ(session.requests("GET /project/file.action"), requests);
     ASSERT_EQ(session.client({"quit"}), 0);
     ASSERT_TRUE(session.viewer().waitFor(10000, code));

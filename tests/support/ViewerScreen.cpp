@@ -93,6 +93,11 @@ std::string questionWindow()
     return viewerWindow([](int w, int h) { return w == 374 && h == 164; });
 }
 
+std::string menuWindow()
+{
+    return viewerWindow([](int w, int h) { return w > 0 && w < 300 && h > 0 && h < 260; });
+}
+
 int answerYes()
 {
     return ViewerSession::xdotool({"windowfocus", "--sync", questionWindow(), "key", "alt+o"});

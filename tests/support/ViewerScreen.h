@@ -34,6 +34,8 @@ QImage once(ViewerSession& session, const std::function<bool(const QImage&)>& sh
 std::string viewerWindow(const std::function<bool(int, int)>& fits);
 // The viewer's message box (374 by 164) on the screen, or "".
 std::string questionWindow();
+// A small window of the viewer that is not the question (a context menu), or "".
+std::string menuWindow();
 // Answers the open question with its "确定(&O)".
 int answerYes();
 

@@ -78,6 +78,17 @@ std::vector<std::string> ViewerSession::logLines() const
     return lines;
 }
 
+std::string ViewerSession::startSignedIn(int readyMs)
+{
+    login();
+    startViewer();
+    if (!findWindow(30000))
+        return "no window";
+    if (!waitForReady(readyMs))
+        return "the house did not get ready";
+    return std::string();
+}
+
 bool ViewerSession::waitForReady(int timeoutMs)
 {
     auto ready = [this]() {

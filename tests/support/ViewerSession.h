@@ -40,6 +40,9 @@ public:
 
     // Waits until the log says the scene is ready (progress 1).
     bool waitForReady(int timeoutMs);
+    // Signs in, starts the viewer and waits for its window and its ready
+    // scene; empty, or what did not come.
+    std::string startSignedIn(int readyMs = 120000);
     std::vector<std::string> logLines() const;
     // Requests such as "GET /project/file.action" the service has answered so far.
     int requests(const std::string& request) const;
