@@ -112,8 +112,11 @@ xdotool mousemove "$CX" "$CY" click 1
 park
 shot pick
 echo "demo: the roof picked, its properties in the panel: $SHOT_DIR/pick.png"
-# The section box (X) with its top lowered by the last of its six sliders:
-# the rooms from above, the sun shining in.
+# Escape clears the selection; then the section box (X) goes round the
+# whole house, its top lowered by the last of its six sliders: the rooms
+# from above, the sun shining in.
+key Escape
+sleep 1
 key x
 sleep 2
 xdotool mousemove $((X + 510)) $((Y + 28 + 235)) sleep 0.3 mousedown 1 sleep 0.3 \
@@ -130,9 +133,7 @@ xdotool mousemove $((X + 249)) $((Y + 359)) click 1 sleep 2 mousemove $((X + 553
 park
 shot measure
 echo "demo: the eaves measured: $SHOT_DIR/measure.png"
-# Escape ends the measurement, the next clears the selection.
-key Escape
-sleep 1
+# Escape ends the measurement.
 key Escape
 sleep 1
 
