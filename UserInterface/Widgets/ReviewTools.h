@@ -48,12 +48,8 @@ public:
     // the mini map and above the gallery.
     void place(int w, int h, const QRect& settingMenu, const QRect& miniMap, int galleryTop);
 
-    WidgetPropertyPanel* propertyPanel() const { return panel_; }
-    WidgetSectionPanel* sectionPanel() const { return sectionPanel_; }
     WidgetReviewBar* reviewBar() const { return bar_; }
-    SectionBoxTool* sectionBox() const { return sectionBox_; }
     bool measuring() const { return measuring_; }
-    const std::vector<Velda::Vector3>& measuredPoints() const { return points_; }
 
     // The selected objects by the GlobalIds of `props` (node paths for
     // other formats), and a selection made from such a list.

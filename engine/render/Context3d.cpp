@@ -278,19 +278,19 @@ void Context3d::collectItems(SceneRoot* sceneRoot, RenderList& opaque, RenderLis
 void Context3d::applyReview(RenderList& meshes)
 {
     const bool on = review.active();
-    RenderList kept;
-    kept.reserve(meshes.size());
+    // A batch's objects are hidden one by one in its vertices.
+    if (review.hiddenCount() > 0)
+        meshes.erase(std::remove_if(meshes.begin(), meshes.end(),
+                                    [this](const RenderItem* item) {
+                                        return item->objectIndex != 0 && review.hidden(item->objectIndex);
+                                    }),
+                     meshes.end());
     for (RenderItem* item : meshes) {
-        // A batch's objects are hidden one by one in its vertices.
-        if (item->objectIndex != 0 && review.hidden(item->objectIndex))
-            continue;
         if (item->review != on) {
             item->review = on;
             item->macrosReady = false;
         }
-        kept.push_back(item);
     }
-    meshes.swap(kept);
 }
 
 void Context3d::render(SceneRoot* sceneRoot, bool clear, bool lighting, bool shadow, bool interactive)

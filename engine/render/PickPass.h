@@ -38,9 +38,6 @@ public:
     // an empty view.
     std::vector<PickHit> viewMap(SceneRoot* scene, Camera* camera, unsigned int frameBuffer);
 
-    int width() const { return width_; }
-    int height() const { return height_; }
-
 private:
     // Makes the targets for the camera's view size; false for an empty view.
     bool prepare(Camera& camera);
