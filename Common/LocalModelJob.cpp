@@ -5,19 +5,12 @@
 #include <QFileInfo>
 
 #include <stdexcept>
-#include <sys/stat.h>
 
 namespace VeldaClient {
 
 namespace {
 
 const int kMaxPackerErrorBytes = 8192;
-
-bool isRegularFile(const std::string& path)
-{
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
-}
 
 // The packer's last line on its error stream, without its name: the one
 // line it ends with on a failure.
@@ -56,7 +49,7 @@ void LocalModelJob::start()
     if (info.isDir()) {
         kind_ = Kind::Folder;
         const std::string index = source_ + "/index";
-        if (!isRegularFile(index)) {
+        if (!QFileInfo(QString::fromStdString(index)).isFile()) {
             fail("文件夹里没有项目索引 (index)", source_);
             return;
         }
@@ -69,7 +62,7 @@ void LocalModelJob::start()
         finish(Outcome::Opened);
         return;
     }
-    if (!isRegularFile(source_)) {
+    if (!info.isFile()) {
         fail("无法读取模型文件", source_ + ": not a regular file");
         return;
     }

@@ -11,20 +11,10 @@ namespace VeldaClient {
 
 namespace {
 
-float component(const Velda::Vector3& v, int axis)
-{
-    return axis == 0 ? v.x : axis == 1 ? v.y : v.z;
-}
-
-void setComponent(Velda::Vector3& v, int axis, float value)
-{
-    (axis == 0 ? v.x : axis == 1 ? v.y : v.z) = value;
-}
-
 Velda::Vector3 unit(int axis)
 {
     Velda::Vector3 v(0.0f, 0.0f, 0.0f);
-    setComponent(v, axis, 1.0f);
+    v.at(axis) = 1.0f;
     return v;
 }
 
@@ -57,7 +47,7 @@ Velda::AABB3 SectionBoxTool::box() const
 float SectionBoxTool::face(int face) const
 {
     const Velda::AABB3 b = box();
-    return component(face % 2 ? b.getMax() : b.getMin(), face / 2);
+    return (face % 2 ? b.getMax() : b.getMin()).at(face / 2);
 }
 
 void SectionBoxTool::setFace(int face, float value)
@@ -66,13 +56,13 @@ void SectionBoxTool::setFace(int face, float value)
         return;
     const int axis = face / 2;
     Velda::Vector3 lo = box().getMin(), hi = box().getMax();
-    const float low = component(limits_.getMin(), axis), high = component(limits_.getMax(), axis);
+    const float low = limits_.getMin().at(axis), high = limits_.getMax().at(axis);
     // A sliver of the limits always stays between the two faces.
     const float gap = (high - low) * 0.005f;
     if (face % 2)
-        setComponent(hi, axis, std::max(std::min(value, high), component(lo, axis) + gap));
+        hi.at(axis) = std::max(std::min(value, high), lo.at(axis) + gap);
     else
-        setComponent(lo, axis, std::min(std::max(value, low), component(hi, axis) - gap));
+        lo.at(axis) = std::min(std::max(value, low), hi.at(axis) - gap);
     review_.setSection(Velda::AABB3(lo, hi));
     emit changed();
 }
@@ -81,7 +71,7 @@ Velda::Vector3 SectionBoxTool::faceCentre(int face) const
 {
     const Velda::AABB3 b = box();
     Velda::Vector3 centre = (b.getMin() + b.getMax()) * 0.5f;
-    setComponent(centre, face / 2, this->face(face));
+    centre.at(face / 2) = this->face(face);
     return centre;
 }
 

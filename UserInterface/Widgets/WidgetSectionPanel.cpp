@@ -11,21 +11,6 @@
 
 namespace VeldaClient {
 
-namespace {
-
-float low(const Velda::AABB3& box, int axis)
-{
-    return axis == 0 ? box.getMin().x : axis == 1 ? box.getMin().y : box.getMin().z;
-}
-
-float extent(const Velda::AABB3& box, int axis)
-{
-    const Velda::Vector3 d = box.getMax() - box.getMin();
-    return axis == 0 ? d.x : axis == 1 ? d.y : d.z;
-}
-
-} // namespace
-
 WidgetSectionPanel::WidgetSectionPanel(SectionBoxTool& sectionBox, QWidget* parent)
     : QFrame(parent), sectionBox_(sectionBox)
 {
@@ -57,7 +42,8 @@ void WidgetSectionPanel::moveFace(int face, int step)
 {
     const Velda::AABB3& limits = sectionBox_.limits();
     const int axis = face / 2;
-    sectionBox_.setFace(face, low(limits, axis) + extent(limits, axis) * static_cast<float>(step) / kSteps);
+    const float low = limits.getMin().at(axis), span = limits.getMax().at(axis) - low;
+    sectionBox_.setFace(face, low + span * static_cast<float>(step) / kSteps);
 }
 
 void WidgetSectionPanel::follow()
@@ -68,8 +54,8 @@ void WidgetSectionPanel::follow()
     const Velda::AABB3& limits = sectionBox_.limits();
     for (int face = 0; face < 6; ++face) {
         const int axis = face / 2;
-        const float span = extent(limits, axis);
-        const float at = span > 0.0f ? (sectionBox_.face(face) - low(limits, axis)) / span : 0.0f;
+        const float low = limits.getMin().at(axis), span = limits.getMax().at(axis) - low;
+        const float at = span > 0.0f ? (sectionBox_.face(face) - low) / span : 0.0f;
         const QSignalBlocker quiet(sliders_[face]);
         sliders_[face]->setValue(static_cast<int>(std::lround(at * kSteps)));
     }

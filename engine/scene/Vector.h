@@ -55,6 +55,10 @@ struct Vector3 {
     bool operator==(const Vector3& o) const { return x == o.x && y == o.y && z == o.z; }
     bool operator!=(const Vector3& o) const { return !(*this == o); }
 
+    // A component by its axis: 0 x, 1 y, 2 z.
+    float at(int axis) const { return axis == 0 ? x : axis == 1 ? y : z; }
+    float& at(int axis) { return axis == 0 ? x : axis == 1 ? y : z; }
+
     float dot(const Vector3& o) const { return x * o.x + y * o.y + z * o.z; }
     Vector3 cross(const Vector3& o) const { return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x}; }
     float lengthSquared() const { return dot(*this); }

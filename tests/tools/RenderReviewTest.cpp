@@ -81,8 +81,8 @@ protected:
     {
         options.camera = RenderOptions::CameraMode::Explicit;
         for (int i = 0; i < 3; ++i) {
-            options.eye[i] = (&eye.x)[i];
-            options.target[i] = (&at.x)[i];
+            options.eye[i] = eye.at(i);
+            options.target[i] = at.at(i);
         }
         session->apply(options);
     }

@@ -83,36 +83,6 @@ void parseSize(const std::string& text, RenderOptions& options)
     options.height = static_cast<int>(h);
 }
 
-void parseCamera(const std::string& text, RenderOptions& options)
-{
-    using Mode = RenderOptions::CameraMode;
-    if (text == "overview") {
-        options.camera = Mode::Overview;
-        return;
-    }
-    if (text == "start") {
-        options.camera = Mode::Start;
-        return;
-    }
-    const std::string expected = "--camera takes overview, start or X,Y,Z,TX,TY,TZ, not \"" + text + "\"";
-    float values[6];
-    size_t from = 0;
-    for (int i = 0; i < 6; ++i) {
-        const size_t comma = i < 5 ? text.find(',', from) : text.size();
-        if (comma == std::string::npos || !toFloat(text.substr(from, comma - from), values[i]))
-            fail(expected);
-        from = comma + 1;
-    }
-    for (int i = 0; i < 3; ++i) {
-        options.eye[i] = values[i];
-        options.target[i] = values[i + 3];
-    }
-    if (options.eye[0] == options.target[0] && options.eye[1] == options.target[1] &&
-        options.eye[2] == options.target[2])
-        fail("--camera: the eye and the target are the same point, so there is no direction to look");
-    options.camera = Mode::Explicit;
-}
-
 // "a,b,c": exactly `count` numbers.
 std::vector<float> floatList(const std::string& option, const std::string& text, size_t count, const char* form)
 {
@@ -127,6 +97,28 @@ std::vector<float> floatList(const std::string& option, const std::string& text,
         from = comma + 1;
     }
     return values;
+}
+
+void parseCamera(const std::string& text, RenderOptions& options)
+{
+    using Mode = RenderOptions::CameraMode;
+    if (text == "overview") {
+        options.camera = Mode::Overview;
+        return;
+    }
+    if (text == "start") {
+        options.camera = Mode::Start;
+        return;
+    }
+    const std::vector<float> values = floatList("--camera", text, 6, "overview, start or X,Y,Z,TX,TY,TZ");
+    for (int i = 0; i < 3; ++i) {
+        options.eye[i] = values[i];
+        options.target[i] = values[i + 3];
+    }
+    if (options.eye[0] == options.target[0] && options.eye[1] == options.target[1] &&
+        options.eye[2] == options.target[2])
+        fail("--camera: the eye and the target are the same point, so there is no direction to look");
+    options.camera = Mode::Explicit;
 }
 
 void parseSection(const std::string& text, RenderOptions& options)
